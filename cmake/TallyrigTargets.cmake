@@ -1,0 +1,47 @@
+# The two kinds of target that the project is made of: one static library per source folder, so that a dependency
+# which the design does not allow fails to link, and one test program per test folder.
+
+set(TALLYRIG_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion -Werror)
+
+if(TALLYRIG_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  add_link_options(-fsanitize=address,undefined)
+elseif(TALLYRIG_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer -O1)
+  # GCC's thread checker does not model stand-alone fences; none of our own code uses them, Asio's headers do.
+  add_compile_options(-Wno-tsan)
+  add_link_options(-fsanitize=thread)
+elseif(NOT TALLYRIG_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "TALLYRIG_SANITIZE is address, thread or empty, not ${TALLYRIG_SANITIZE}")
+endif()
+
+# tallyrig_library(<name> SOURCES <files> [LINKS <public libraries>] [PRIVATE <private libraries>] [PCH <headers>])
+#
+# A folder's library. PRIVATE keeps a third party's headers inside the one folder that may include them.
+function(tallyrig_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE;PCH" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_compile_options(${name} PRIVATE ${TALLYRIG_WARNINGS})
+  target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE ${ARG_PRIVATE})
+  if(ARG_PCH)
+    target_precompile_headers(${name} PRIVATE ${ARG_PCH})
+  endif()
+endfunction()
+
+# tallyrig_test(<name> RING <unit|scenario|system|fuzz> SOURCES <files> LINKS <libraries> [ENVIRONMENT <VAR=value>...])
+#
+# One GoogleTest program and one ctest entry, labelled with its ring. Every test program carries the real-time guard.
+function(tallyrig_test name)
+  cmake_parse_arguments(ARG "" "RING;TIMEOUT" "SOURCES;LINKS;ENVIRONMENT" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
+  target_compile_options(${name} PRIVATE ${TALLYRIG_WARNINGS})
+  target_link_libraries(${name} PRIVATE ${ARG_LINKS} tallyrig_test_support GTest::gmock)
+  target_precompile_headers(${name} PRIVATE <gtest/gtest.h> <gmock/gmock.h> <vector> <string> <memory> <functional>)
+  add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 300)
+  endif()
+  set_tests_properties(${name} PROPERTIES LABELS ${ARG_RING} TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${ARG_ENVIRONMENT}")
+endfunction()

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QObject>
+#include <memory>
+
+#include "platform/HostClock.h"
+#include "platform/Log.h"
+#include "platform/SerialQueue.h"
+
+namespace tallyrig {
+
+/// The heartbeat that all tiles repaint from: the host time, about sixty times a second. The time is read on the
+/// clock's own queue, so that a busy main thread delays a tick but never falsifies it.
+///
+/// Main thread.
+class TimecodeRenderClock : public QObject {
+  Q_OBJECT
+
+ public:
+  TimecodeRenderClock(const HostClock& clock, Scheduler& scheduler, Log& log);
+  ~TimecodeRenderClock() override;
+
+  /// The last tick.
+  HostTime hostTime() const { return hostTime_; }
+
+ signals:
+  void ticked();
+
+ private:
+  void publish(HostTime tick);
+
+  const HostClock& clock_;
+  Log& log_;
+  HostTime hostTime_;
+  HostTime lastPublishedHostTime_;
+  std::shared_ptr<SerialQueue> queue_;
+  std::unique_ptr<RepeatingTimer> timer_;
+  /// What a posted tick holds weakly, to find out whether the clock is still there.
+  std::shared_ptr<TimecodeRenderClock*> self_;
+};
+
+}  // namespace tallyrig

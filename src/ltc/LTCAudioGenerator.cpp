@@ -1,0 +1,67 @@
+#include "ltc/LTCAudioGenerator.h"
+
+#include <ltc.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace tallyrig {
+namespace {
+
+LTC_TV_STANDARD standard(MTCFrameRate rate) {
+  switch (rate) {
+    case MTCFrameRate::fps24:
+      return LTC_TV_FILM_24;
+    case MTCFrameRate::fps25:
+      return LTC_TV_625_50;
+    case MTCFrameRate::fps2997:
+    case MTCFrameRate::fps30:
+      break;
+  }
+  return LTC_TV_525_60;
+}
+
+}  // namespace
+
+void LTCAudioGenerator::FreeEncoder::operator()(LTCEncoder* encoder) const noexcept {
+  ltc_encoder_free(encoder);
+}
+
+std::unique_ptr<LTCAudioGenerator> LTCAudioGenerator::create(MTCFrameRate frameRate, double sampleRate,
+                                                             double volumeDBFS) {
+  if (!std::isfinite(sampleRate)) return nullptr;
+  // At 29.97 frames a second the library sets the drop-frame flag and counts so by itself.
+  LTCEncoder* encoder = ltc_encoder_create(sampleRate, exactFrameRate(frameRate), standard(frameRate), 0);
+  if (encoder == nullptr) return nullptr;
+  ltc_encoder_set_volume(encoder, volumeDBFS);
+  return std::unique_ptr<LTCAudioGenerator>(new LTCAudioGenerator(frameRate, encoder));
+}
+
+LTCAudioGenerator::LTCAudioGenerator(MTCFrameRate frameRate, LTCEncoder* encoder)
+    : frameRate_(frameRate), encoder_(encoder), bytes_(ltc_encoder_get_buffersize(encoder)) {}
+
+void LTCAudioGenerator::setTimecode(const Timecode& timecode) {
+  SMPTETimecode fields{};
+  fields.hours = static_cast<unsigned char>(timecode.hours);
+  fields.mins = static_cast<unsigned char>(timecode.minutes);
+  fields.secs = static_cast<unsigned char>(timecode.seconds);
+  fields.frame = static_cast<unsigned char>(timecode.frames);
+  ltc_encoder_set_timecode(encoder_.get(), &fields);
+}
+
+LTCAudioGenerator::GeneratedFrame LTCAudioGenerator::nextFrame() {
+  SMPTETimecode fields{};
+  ltc_encoder_get_timecode(encoder_.get(), &fields);
+  ltc_encoder_encode_frame(encoder_.get());
+  const int copied = ltc_encoder_copy_buffer(encoder_.get(), bytes_.data());
+  ltc_encoder_inc_timecode(encoder_.get());
+
+  GeneratedFrame frame{.timecode = {fields.hours, fields.mins, fields.secs, fields.frame, frameRate_}, .samples = {}};
+  const auto count = std::min(static_cast<std::size_t>(std::max(copied, 0)), bytes_.size());
+  frame.samples.resize(count);
+  std::transform(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(count), frame.samples.begin(),
+                 [](unsigned char byte) { return static_cast<float>(byte - 128) * 0.0078125F; });
+  return frame;
+}
+
+}  // namespace tallyrig

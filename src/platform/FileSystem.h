@@ -19,7 +19,8 @@ class FileSystem {
   virtual std::optional<std::filesystem::path> applicationSupportDirectory() const = 0;
 
   /// The whole file into `contents`; a file above `limit` bytes is refused with `std::errc::file_too_large`.
-  virtual std::error_code readFile(const std::filesystem::path& path, std::uint64_t limit, std::string& contents) const = 0;
+  virtual std::error_code readFile(const std::filesystem::path& path, std::uint64_t limit,
+                                   std::string& contents) const = 0;
 
   /// The folder with all its parents. One that exists already is no error.
   virtual std::error_code createDirectories(const std::filesystem::path& path) = 0;

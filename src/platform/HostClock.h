@@ -18,9 +18,7 @@ class HostClock {
   virtual HostDuration ticksFromNanos(std::uint64_t nanos) const noexcept = 0;
 
   /// A distance in seconds: whole nanoseconds, then divided.
-  double seconds(HostDuration distance) const noexcept {
-    return static_cast<double>(nanosFromTicks(distance)) / 1e9;
-  }
+  double seconds(HostDuration distance) const noexcept { return static_cast<double>(nanosFromTicks(distance)) / 1e9; }
 
   /// A distance in milliseconds: whole nanoseconds, then divided.
   double milliseconds(HostDuration distance) const noexcept {

@@ -40,7 +40,5 @@ constexpr HostTime operator-(HostTime time, HostDuration distance) {
 
 template <>
 struct std::hash<tallyrig::HostTime> {
-  std::size_t operator()(tallyrig::HostTime time) const noexcept {
-    return std::hash<std::uint64_t>{}(time.ticks);
-  }
+  std::size_t operator()(tallyrig::HostTime time) const noexcept { return std::hash<std::uint64_t>{}(time.ticks); }
 };

@@ -38,8 +38,8 @@ void Log::timed(std::string_view text) {
   const HostTime now = clock_.now();
   if (!origin_) origin_ = now;
   const double elapsed = clock_.milliseconds(now - *origin_);
-  sink_(formatted("[%02lld:%02lld:%02lld.%03lld +%.3fms] ", ofDay / 3600000, ofDay / 60000 % 60,
-                  ofDay / 1000 % 60, ofDay % 1000, elapsed)
+  sink_(formatted("[%02lld:%02lld:%02lld.%03lld +%.3fms] ", ofDay / 3600000, ofDay / 60000 % 60, ofDay / 1000 % 60,
+                  ofDay % 1000, elapsed)
             .append(text));
 }
 

@@ -28,7 +28,9 @@ constexpr std::int64_t kFramesPerDropMinute = 1798;
 constexpr std::int64_t kLabelsPerMinute = 1800;
 constexpr std::int64_t kLabelsPerHour = 108000;
 
-constexpr const RateFacts& facts(MTCFrameRate rate) { return kRates[static_cast<std::size_t>(rate)]; }
+constexpr const RateFacts& facts(MTCFrameRate rate) {
+  return kRates[static_cast<std::size_t>(rate)];
+}
 
 }  // namespace
 
@@ -37,11 +39,21 @@ std::optional<MTCFrameRate> frameRateFromRawValue(std::int64_t rawValue) noexcep
   return static_cast<MTCFrameRate>(rawValue);
 }
 
-int nominalFrameRate(MTCFrameRate rate) noexcept { return facts(rate).nominal; }
-double exactFrameRate(MTCFrameRate rate) noexcept { return facts(rate).exact; }
-std::int64_t framesPerDay(MTCFrameRate rate) noexcept { return facts(rate).framesPerDay; }
-int maxFrameField(MTCFrameRate rate) noexcept { return facts(rate).nominal - 1; }
-const char* rateText(MTCFrameRate rate) noexcept { return facts(rate).text; }
+int nominalFrameRate(MTCFrameRate rate) noexcept {
+  return facts(rate).nominal;
+}
+double exactFrameRate(MTCFrameRate rate) noexcept {
+  return facts(rate).exact;
+}
+std::int64_t framesPerDay(MTCFrameRate rate) noexcept {
+  return facts(rate).framesPerDay;
+}
+int maxFrameField(MTCFrameRate rate) noexcept {
+  return facts(rate).nominal - 1;
+}
+const char* rateText(MTCFrameRate rate) noexcept {
+  return facts(rate).text;
+}
 
 std::int64_t Timecode::totalFrames() const noexcept {
   const std::int64_t totalMinutes = hours * 60 + minutes;
@@ -91,7 +103,9 @@ std::string Timecode::text() const {
                    static_cast<long long>(seconds), static_cast<long long>(frames));
 }
 
-std::string textOrNone(const std::optional<Timecode>& timecode) { return timecode ? timecode->text() : "none"; }
+std::string textOrNone(const std::optional<Timecode>& timecode) {
+  return timecode ? timecode->text() : "none";
+}
 
 }  // namespace tallyrig
 

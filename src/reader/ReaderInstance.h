@@ -27,15 +27,15 @@ class ReaderInstance : public QObject, public std::enable_shared_from_this<Reade
   Q_PROPERTY(QString outputProtocol READ outputProtocolText NOTIFY settingsChanged)
   /// Empty while absent, like the other names below.
   Q_PROPERTY(QString selectedDeviceName READ selectedDeviceNameText NOTIFY settingsChanged)
-  Q_PROPERTY(int selectedChannel READ selectedChannelNumber NOTIFY settingsChanged)
+  Q_PROPERTY(qint64 selectedChannel READ selectedChannelNumber NOTIFY settingsChanged)
   Q_PROPERTY(QString selectedMIDISourceName READ selectedMIDISourceNameText NOTIFY settingsChanged)
   Q_PROPERTY(QString selectedOutputDeviceName READ selectedOutputDeviceNameText NOTIFY settingsChanged)
-  Q_PROPERTY(int selectedOutputChannel READ selectedOutputChannelNumber NOTIFY settingsChanged)
+  Q_PROPERTY(qint64 selectedOutputChannel READ selectedOutputChannelNumber NOTIFY settingsChanged)
   Q_PROPERTY(QString selectedMIDIDestinationName READ selectedMIDIDestinationNameText NOTIFY settingsChanged)
   Q_PROPERTY(bool isReceiving READ isReceiving NOTIFY isReceivingChanged)
   /// The card's one warning; empty when all is well.
-  Q_PROPERTY(QString sourceAvailabilityWarning READ sourceAvailabilityWarningText NOTIFY
-                 sourceAvailabilityWarningChanged)
+  Q_PROPERTY(
+      QString sourceAvailabilityWarning READ sourceAvailabilityWarningText NOTIFY sourceAvailabilityWarningChanged)
   /// Input peak, 0 to 1.
   Q_PROPERTY(float peakLevel READ peakLevel NOTIFY peakLevelChanged)
 
@@ -89,10 +89,10 @@ class ReaderInstance : public QObject, public std::enable_shared_from_this<Reade
   QString displayModeText() const;
   QString outputProtocolText() const;
   QString selectedDeviceNameText() const;
-  int selectedChannelNumber() const;
+  qint64 selectedChannelNumber() const;
   QString selectedMIDISourceNameText() const;
   QString selectedOutputDeviceNameText() const;
-  int selectedOutputChannelNumber() const;
+  qint64 selectedOutputChannelNumber() const;
   QString selectedMIDIDestinationNameText() const;
   QString sourceAvailabilityWarningText() const;
 

@@ -18,7 +18,7 @@ class ReaderSettingsForm : public QObject {
   Q_PROPERTY(QString cardRole READ cardRole WRITE setCardRole NOTIFY edited)
   /// "LTC" or "MTC".
   Q_PROPERTY(QString sourceType READ sourceType WRITE setSourceType NOTIFY edited)
-  /// Objects with `id` and `name`, in list order.
+  /// Objects with `name`, in list order.
   Q_PROPERTY(QVariantList availableDevices READ availableDevices NOTIFY devicesLoaded)
   Q_PROPERTY(QVariantList availableSources READ availableSources NOTIFY devicesLoaded)
   /// Index into the list, or -1 for none.
@@ -63,6 +63,8 @@ class ReaderSettingsForm : public QObject {
 
  private:
   void loadDevices();
+  /// A chosen device that is not connected now stays in the list, so that applying the form does not forget it.
+  void rememberMissingDevice();
   bool needsRestart() const;
 
   std::shared_ptr<ReaderInstance> reader_;

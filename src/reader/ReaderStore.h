@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/FileSystem.h"
+#include "platform/Lifetime.h"
 #include "platform/Preferences.h"
 #include "reader/ReaderInstance.h"
 
@@ -80,13 +81,17 @@ class ReaderStore : public QAbstractListModel {
   void appearanceOverrideChanged();
 
  private:
-  struct ObservedReader;
+  struct Observation;
 
   bool loadReaders();
   void createDefaultReader();
+  /// Saves when a card has been quiet for half a second after a change.
   void observeReader(const std::shared_ptr<ReaderInstance>& reader);
+  void checkQuiet(const std::shared_ptr<Observation>& observation);
   void startUnstartedReaders();
   void renumber();
+  void replaceReaders(std::vector<std::shared_ptr<ReaderInstance>> readers);
+  int indexOf(const ReaderInstance* reader) const;
   void writeReadersData(const std::string& bytes);
 
   ReaderServices services_;
@@ -94,14 +99,12 @@ class ReaderStore : public QAbstractListModel {
   FileSystem& files_;
   std::vector<std::shared_ptr<ReaderInstance>> readers_;
   std::set<QUuid> startedReaderIDs_;
-  std::map<QUuid, std::shared_ptr<ObservedReader>> observed_;
-  bool isLoading_ = true;
+  std::map<QUuid, std::shared_ptr<Observation>> observations_;
   bool didStartSavedReaders_ = false;
   TileSize globalTileSize_ = TileSize::medium;
   AppearanceMode appearanceOverride_ = AppearanceMode::system;
   std::optional<std::string> lastSavedReadersData_;
-  /// What a posted step holds weakly, to find out whether the store is still there.
-  std::shared_ptr<ReaderStore*> self_;
+  Lifetime lifetime_;
 };
 
 }  // namespace tallyrig

@@ -28,6 +28,14 @@ constexpr std::int64_t kFramesPerDropMinute = 1798;
 constexpr std::int64_t kLabelsPerMinute = 1800;
 constexpr std::int64_t kLabelsPerHour = 108000;
 
+// A card's file can hold any number in a field. Arithmetic on such numbers wraps, so that no value is undefined.
+constexpr std::uint64_t unsignedOf(std::int64_t number) {
+  return static_cast<std::uint64_t>(number);
+}
+constexpr std::int64_t wrapped(std::uint64_t number) {
+  return static_cast<std::int64_t>(number);
+}
+
 constexpr const RateFacts& facts(MTCFrameRate rate) {
   return kRates[static_cast<std::size_t>(rate)];
 }
@@ -56,10 +64,11 @@ const char* rateText(MTCFrameRate rate) noexcept {
 }
 
 std::int64_t Timecode::totalFrames() const noexcept {
-  const std::int64_t totalMinutes = hours * 60 + minutes;
-  const std::int64_t count = (totalMinutes * 60 + seconds) * nominalFrameRate(frameRate) + frames;
-  if (frameRate != MTCFrameRate::fps2997) return count;
-  return count - 2 * (totalMinutes - totalMinutes / 10);
+  const std::int64_t totalMinutes = wrapped(unsignedOf(hours) * 60 + unsignedOf(minutes));
+  const std::uint64_t totalSeconds = unsignedOf(totalMinutes) * 60 + unsignedOf(seconds);
+  const std::uint64_t count = totalSeconds * unsignedOf(nominalFrameRate(frameRate)) + unsignedOf(frames);
+  if (frameRate != MTCFrameRate::fps2997) return wrapped(count);
+  return wrapped(count - 2 * unsignedOf(totalMinutes - totalMinutes / 10));
 }
 
 Timecode Timecode::fromTotalFrames(std::int64_t count, MTCFrameRate rate) noexcept {
@@ -76,8 +85,8 @@ Timecode Timecode::fromTotalFrames(std::int64_t count, MTCFrameRate rate) noexce
 
 Timecode Timecode::advanced(std::int64_t byFrames) const noexcept {
   const std::int64_t perDay = framesPerDay(frameRate);
-  std::int64_t count = (totalFrames() + byFrames % perDay + perDay) % perDay;
-  // Fields far out of range can leave the sum negative; the circle closes all the same.
+  std::int64_t count = (totalFrames() % perDay + byFrames % perDay + perDay) % perDay;
+  // Two negative remainders leave the sum negative; the circle closes all the same.
   if (count < 0) count += perDay;
   return fromTotalFrames(count, frameRate);
 }
@@ -85,14 +94,16 @@ Timecode Timecode::advanced(std::int64_t byFrames) const noexcept {
 Timecode Timecode::converted(MTCFrameRate target) const noexcept {
   const double secondsOfDay = static_cast<double>(totalFrames()) / exactFrameRate(frameRate);
   const double count = std::floor(exactFrameRate(target) * secondsOfDay);
-  return Timecode{0, 0, 0, 0, target}.advanced(static_cast<std::int64_t>(count));
+  // Whole days go before the cast, which holds no more than 64 bits.
+  const double ofDay = std::fmod(count, static_cast<double>(framesPerDay(target)));
+  return Timecode{0, 0, 0, 0, target}.advanced(static_cast<std::int64_t>(ofDay));
 }
 
 std::optional<std::int64_t> Timecode::signedFrameDistance(const Timecode& other) const noexcept {
   if (other.frameRate != frameRate) return std::nullopt;
   const std::int64_t perDay = framesPerDay(frameRate);
   const std::int64_t half = perDay >> 1;
-  const std::int64_t difference = other.totalFrames() - totalFrames();
+  const std::int64_t difference = wrapped(unsignedOf(other.totalFrames()) - unsignedOf(totalFrames()));
   if (difference > half) return difference - perDay;
   if (difference + half < 0) return difference + perDay;
   return difference;

@@ -1,0 +1,85 @@
+#include "platform/simulated/SimulatedWorld.h"
+
+#include <chrono>
+#include <iostream>
+
+using namespace std::chrono_literals;
+
+namespace tallyrig {
+namespace {
+
+TEST(SimulatedWorld, RunForRunsWhatFallsDueAndLeavesTheClockAtTheEnd) {
+  SimulatedWorld world({.start = 5s});
+  int runs = 0;
+  SerialQueue& main = world.scheduler().mainQueue();
+  main.postAfter(10ms, [&] { ++runs; });
+  main.postAfter(10ms + 1ns, [&] { ++runs; });
+  world.runFor(10ms);
+  EXPECT_EQ(runs, 1);
+  EXPECT_EQ(world.clock().nanos(), 5s + 10ms);
+}
+
+TEST(SimulatedWorld, RunUntilStopsAtTheEventThatFulfilsTheCondition) {
+  SimulatedWorld world({.start = 0s});
+  int count = 0;
+  const auto timer = world.scheduler().mainQueue().repeat({.interval = 1ms, .first = 1ms}, [&] { ++count; });
+  EXPECT_TRUE(world.runUntil([&] { return count == 4; }, 1s));
+  EXPECT_EQ(world.clock().nanos(), 4ms);
+  EXPECT_FALSE(world.runUntil([&] { return count < 0; }, 10ms));
+  EXPECT_EQ(world.clock().nanos(), 14ms);
+  EXPECT_EQ(count, 14);
+}
+
+TEST(SimulatedWorld, RunPendingLeavesTheClockWhereItIs) {
+  SimulatedWorld world;
+  int runs = 0;
+  SerialQueue& main = world.scheduler().mainQueue();
+  main.post([&] { main.post([&] { ++runs; }); });
+  main.postAfter(1ns, [&] { ++runs; });
+  const HostTime before = world.clock().now();
+  world.runPending();
+  EXPECT_EQ(runs, 1);
+  EXPECT_EQ(world.clock().now(), before);
+}
+
+TEST(SimulatedWorld, CollectsTheLinesOfItsLog) {
+  SimulatedWorld world;
+  world.log().line("Hub: opened one");
+  world.runFor(250ms);
+  world.log().timed("Hub: opened two");
+  world.runFor(250ms);
+  world.log().timed("Hub: closed");
+  EXPECT_THAT(world.logLines(), testing::ElementsAre("Hub: opened one", "[09:00:00.250 +0.000ms] Hub: opened two",
+                                                     "[09:00:00.500 +250.000ms] Hub: closed"));
+  EXPECT_EQ(world.logCount("opened"), 2u);
+  EXPECT_FALSE(world.hasLogged("waiting"));
+}
+
+TEST(SimulatedWorld, KeepsPreferencesAndCountsWrites) {
+  SimulatedWorld world;
+  EXPECT_EQ(world.preferences().string("size"), std::nullopt);
+  world.preferences().setString("size", "Large");
+  EXPECT_EQ(world.preferences().string("size"), "Large");
+  world.preferences().setOtherType("size");
+  EXPECT_EQ(world.preferences().string("size"), std::nullopt);
+  EXPECT_EQ(world.preferences().writeCount(), 1);
+}
+
+TEST(SimulatedWorld, LivesThroughAnHourOfTimersInWellUnderAnHour) {
+  SimulatedWorld world;
+  const auto queue = world.scheduler().makeQueue("q", QueuePriority::kUserInitiated);
+  int fired = 0;
+  std::vector<std::unique_ptr<RepeatingTimer>> timers;
+  for (int i = 0; i < 4; ++i) {
+    timers.push_back(queue->repeat({.interval = 10ms, .leeway = 1ms}, [&] { ++fired; }));
+  }
+  const auto began = std::chrono::steady_clock::now();
+  world.runFor(1h);
+  const double spent = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
+  std::cout << "simulated seconds per second, 400 timer events each: " << 3600 / spent << "\n";
+  EXPECT_NEAR(fired, 4 * 360000, 4);
+  EXPECT_GT(3600 / spent, 100);
+}
+
+}  // namespace
+}  // namespace tallyrig

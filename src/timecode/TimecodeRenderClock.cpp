@@ -1,5 +1,8 @@
 #include "timecode/TimecodeRenderClock.h"
 
+#include <chrono>
+#include <utility>
+
 namespace tallyrig {
 namespace {
 
@@ -15,14 +18,11 @@ TimecodeRenderClock::TimecodeRenderClock(const HostClock& clock, Scheduler& sche
       log_(log),
       hostTime_(clock.now()),
       lastPublishedHostTime_(hostTime_),
-      queue_(scheduler.makeQueue("Tallyrig.RenderClock", QueuePriority::kUserInteractive)),
-      self_(std::make_shared<TimecodeRenderClock*>(this)) {
-  queue_->runSync([this, &main = scheduler.mainQueue()] {
-    timer_ = queue_->repeat(kTickSchedule, [&clock = clock_, &main, weak = std::weak_ptr(self_)] {
-      main.post([weak, tick = clock.now()] {
-        if (const auto self = weak.lock()) (*self)->publish(tick);
-      });
-    });
+      queue_(scheduler.makeQueue("Tallyrig.RenderClock", QueuePriority::kUserInteractive)) {
+  auto onMain = lifetime_.guard([this](HostTime tick) { publish(tick); });
+  queue_->runSync([this, &main = scheduler.mainQueue(), onMain = std::move(onMain)] {
+    timer_ = queue_->repeat(
+        kTickSchedule, [&clock = clock_, &main, onMain] { main.post([onMain, tick = clock.now()] { onMain(tick); }); });
   });
 }
 

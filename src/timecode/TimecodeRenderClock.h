@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "platform/HostClock.h"
+#include "platform/Lifetime.h"
 #include "platform/Log.h"
 #include "platform/SerialQueue.h"
 
@@ -35,8 +36,7 @@ class TimecodeRenderClock : public QObject {
   HostTime lastPublishedHostTime_;
   std::shared_ptr<SerialQueue> queue_;
   std::unique_ptr<RepeatingTimer> timer_;
-  /// What a posted tick holds weakly, to find out whether the clock is still there.
-  std::shared_ptr<TimecodeRenderClock*> self_;
+  Lifetime lifetime_;
 };
 
 }  // namespace tallyrig

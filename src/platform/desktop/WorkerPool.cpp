@@ -1,0 +1,104 @@
+#include "platform/desktop/WorkerPool.h"
+
+#include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <utility>
+
+namespace tallyrig {
+
+thread_local WorkerPool* WorkerPool::current_ = nullptr;
+
+WorkerPool::WorkerPool(std::string threadName, int niceValue)
+    : threadName_(std::move(threadName)), niceValue_(niceValue), work_(context_.get_executor()), alarm_(context_) {
+  const std::lock_guard lock(threadMutex_);
+  for (std::size_t i = 0; i < kThreads; ++i) startThread();
+}
+
+WorkerPool::~WorkerPool() {
+  stop();
+}
+
+void WorkerPool::startThread() {
+  threads_.emplace_back([this, number = ++threadCount_] { runThread(number); });
+}
+
+void WorkerPool::runThread(std::size_t number) {
+  pthread_setname_np(pthread_self(), (threadName_ + "-" + std::to_string(number)).c_str());
+  if (niceValue_ != 0) setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), niceValue_);
+  current_ = this;
+  context_.run();
+}
+
+void WorkerPool::addTimer(std::shared_ptr<TimedEvent> event) {
+  const std::lock_guard lock(timerMutex_);
+  if (stopping_) return;
+  timers_.add(std::move(event));
+  setAlarm();
+}
+
+void WorkerPool::removeTimer(const TimedEvent& event) {
+  const std::lock_guard lock(timerMutex_);
+  timers_.remove(event);
+}
+
+/// Needs the lock. An alarm that comes too early, since its timer has been removed, is harmless and set anew.
+void WorkerPool::setAlarm() {
+  const auto earliest = timers_.earliest();
+  if (!earliest || (alarmTime_ && *alarmTime_ <= *earliest)) return;
+  alarmTime_ = earliest;
+  alarm_.expires_at(*earliest);
+  alarm_.async_wait([this](const asio::error_code& error) {
+    if (!error) fireTimers();
+  });
+}
+
+void WorkerPool::fireTimers() {
+  std::vector<std::shared_ptr<TimedEvent>> due;
+  {
+    const std::lock_guard lock(timerMutex_);
+    if (stopping_) return;
+    ++timerWakeUps_;
+    alarmTime_.reset();
+    due = timers_.takeDue(std::chrono::steady_clock::now());
+    setAlarm();
+  }
+  for (const auto& event : due) event->due();
+}
+
+void WorkerPool::stop() {
+  std::vector<std::shared_ptr<TimedEvent>> dropped;
+  {
+    const std::lock_guard lock(timerMutex_);
+    stopping_ = true;
+    dropped = timers_.takeAll();
+    alarm_.cancel();
+  }
+  dropped.clear();
+  work_.reset();
+  while (true) {
+    std::vector<std::thread> leaving;
+    {
+      const std::lock_guard lock(threadMutex_);
+      leaving.swap(threads_);
+    }
+    if (leaving.empty()) return;
+    for (std::thread& thread : leaving) thread.join();
+  }
+}
+
+WorkerPool::WaitingTask::WaitingTask() : pool_(current_) {
+  if (pool_ == nullptr) return;
+  const std::lock_guard lock(pool_->threadMutex_);
+  ++pool_->waitingCount_;
+  if (pool_->threadCount_ < kThreads + pool_->waitingCount_) pool_->startThread();
+}
+
+WorkerPool::WaitingTask::~WaitingTask() {
+  if (pool_ == nullptr) return;
+  const std::lock_guard lock(pool_->threadMutex_);
+  --pool_->waitingCount_;
+}
+
+}  // namespace tallyrig

@@ -1,0 +1,64 @@
+#include "audio/DeviceRegistry.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/ListedAudioSystem.h"
+#include "support/RationalHostClock.h"
+#include "support/RecordedLog.h"
+
+namespace tallyrig {
+namespace {
+
+using testing::ElementsAre;
+
+std::string timed(const std::string& text) {
+  return RecordedLog::kTimedPrefix + text;
+}
+
+class DeviceRegistryTest : public testing::Test {
+ protected:
+  RationalHostClock clock;
+  RecordedLog recorded{clock};
+  ListedAudioSystem audio;
+};
+
+TEST_F(DeviceRegistryTest, EnumeratesOnceWhenItIsMade) {
+  audio.listed = {{1, "Duplex", {2}, {2}}, {2, "Output", {}, {2}}, {3, "iPhone", {1}, {}}};
+  const DeviceRegistry registry(audio, recorded.log());
+  EXPECT_THAT(
+      recorded.lines,
+      ElementsAre(timed("DeviceRegistry: refresh begin reason=startup"),
+                  timed("DeviceRegistry: refresh complete inputs=1, outputs=2, midiSources=0, midiDestinations=0")));
+  EXPECT_EQ(registry.audioInputs(), listInputDevices(audio));
+  EXPECT_EQ(registry.audioOutputs(), listOutputDevices(audio));
+}
+
+TEST_F(DeviceRegistryTest, KeepsWhatItHasUntilItIsRefreshed) {
+  DeviceRegistry registry(audio, recorded.log());
+  audio.listed = {{1, "New", {2}, {2}}};
+  EXPECT_TRUE(registry.audioInputs().empty());
+  recorded.lines.clear();
+  registry.refresh("settings Camera A");
+  EXPECT_EQ(registry.audioInputs().size(), 1U);
+  EXPECT_EQ(registry.audioOutputs().size(), 1U);
+  EXPECT_THAT(
+      recorded.lines,
+      ElementsAre(timed("DeviceRegistry: refresh begin reason=settings Camera A"),
+                  timed("DeviceRegistry: refresh complete inputs=1, outputs=1, midiSources=0, midiDestinations=0")));
+}
+
+TEST_F(DeviceRegistryTest, TellsThatItIsRefreshedWhenTheListsStand) {
+  DeviceRegistry registry(audio, recorded.log());
+  std::vector<std::size_t> inputsWhenTold;
+  QObject::connect(&registry, &DeviceRegistry::refreshed, &registry,
+                   [&] { inputsWhenTold.push_back(registry.audioInputs().size()); });
+  audio.listed = {{1, "New", {2}, {2}}};
+  registry.refresh("ltc-receiver-resolve-device");
+  audio.listed.clear();
+  registry.refresh("ltc-receiver-resolve-device");
+  EXPECT_THAT(inputsWhenTold, ElementsAre(1, 0));
+}
+
+}  // namespace
+}  // namespace tallyrig

@@ -1,0 +1,232 @@
+#include "platform/pipewire/AudioGraph.h"
+
+#include <pipewire/extensions/metadata.h>
+#include <pthread.h>
+#include <sched.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "platform/Log.h"
+
+namespace tallyrig {
+namespace {
+
+constexpr std::chrono::milliseconds kOpenLimit{2000};
+/// How many ticks the data thread is given to get its priority, which another service may have to grant.
+constexpr int kPriorityTicks = 4;
+
+GraphProperties propertiesOf(const spa_dict* dictionary) {
+  GraphProperties properties;
+  if (dictionary == nullptr) return properties;
+  const spa_dict_item* item = nullptr;
+  spa_dict_for_each(item, dictionary) {
+    if (item->key != nullptr && item->value != nullptr) properties[item->key] = item->value;
+  }
+  return properties;
+}
+
+const std::string& keyOf(const GraphDevice& device) {
+  return device.inputs.empty() ? device.outputs.front().nodeName : device.inputs.front().nodeName;
+}
+
+std::vector<int> groupsOf(const std::vector<DeviceStream>& streams) {
+  std::vector<int> groups;
+  for (const auto& stream : streams) groups.push_back(stream.channels);
+  return groups;
+}
+
+}  // namespace
+
+void AudioGraph::open(std::chrono::milliseconds limit) {
+  connection_.open();
+  const PipeWireConnection::Lock lock(connection_);
+  connection_.waitUntil(limit, [this] { return state_.available || connection_.core() == nullptr; });
+}
+
+void AudioGraph::dismissObserver() {
+  const PipeWireConnection::Lock lock(connection_);
+  observer_ = {};
+}
+
+PlatformStatus AudioGraph::nominalSampleRate(AudioDeviceID id, double& rate) {
+  const PipeWireConnection::Lock lock(connection_);
+  if (!state_.available) return -ENOTCONN;
+  const auto device = deviceOf(id);
+  if (!device) return -ENODEV;
+  const std::uint32_t found = rateOf(*device);
+  if (found == 0) return -ENODATA;
+  rate = found;
+  return kPlatformOk;
+}
+
+AudioSystem::Timing AudioGraph::timing(AudioDeviceID id) {
+  const PipeWireConnection::Lock lock(connection_);
+  const auto device = deviceOf(id);
+  if (!device) return {};
+  std::uint32_t frames = observedOn(*device).frames;
+  if (frames == 0) frames = settings_.quantum();
+  AudioSystem::Timing timing;
+  if (frames != 0) timing.bufferFrames = frames;
+  return timing;
+}
+
+PlatformStatus AudioGraph::openSession(AudioDeviceID id, AudioCycleCallback callback,
+                                       std::unique_ptr<DeviceSession>& session) {
+  const PipeWireConnection::Lock lock(connection_);
+  if (!state_.available) return -ENOTCONN;
+  const auto device = deviceOf(id);
+  if (!device) return -ENODEV;
+
+  auto made = std::make_unique<DeviceSession>(connection_, *device, std::move(callback));
+  const auto* opening = made.get();
+  sessions_.push_back({made.get(), rateOf(*device)});
+  connection_.requestUpdate();
+  connection_.waitUntil(kOpenLimit, [&] {
+    return opening->isLinked() || opening->hasFailed() || !state_.available || !opening->isPresent(model_);
+  });
+  if (!made->refusal().empty())
+    log(formatted("%s: a link was refused: %s", device->title.c_str(), made->refusal().c_str()));
+  if (made->isLinked()) {
+    session = std::move(made);
+    return kPlatformOk;
+  }
+  const PlatformStatus status = !state_.available          ? -ENOTCONN
+                                : made->hasFailed()        ? -EIO
+                                : !made->isPresent(model_) ? -ENODEV
+                                                           : -ETIMEDOUT;
+  closeSession(std::move(made));
+  return status;
+}
+
+void AudioGraph::closeSession(std::unique_ptr<DeviceSession> session) {
+  const PipeWireConnection::Lock lock(connection_);
+  std::erase_if(sessions_, [&](const OpenSession& open) { return open.session == session.get(); });
+  session.reset();
+}
+
+PlatformStatus AudioGraph::startSession(DeviceSession& session) {
+  const PipeWireConnection::Lock lock(connection_);
+  if (!state_.available) return -ENOTCONN;
+  if (!session.isPresent(model_)) return -ENODEV;
+  session.setRunning(true);
+  return kPlatformOk;
+}
+
+void AudioGraph::onConnected(pw_registry* registry) {
+  registry_ = registry;
+}
+
+void AudioGraph::onLost() {
+  for (const auto& open : sessions_) open.session->detach();
+  settings_.clear();
+  observedRates_.clear();
+  model_.clear();
+  numbers_.restart();
+  registry_ = nullptr;
+  if (!state_.available) return;
+  state_ = {};
+  log("connection to the sound server lost");
+  if (observer_.changed) observer_.changed(state_);
+}
+
+void AudioGraph::onServerInfo(const pw_core_info& info) {
+  settings_.readServerInfo(info);
+}
+
+void AudioGraph::onGlobal(std::uint32_t id, std::string_view type, const spa_dict* properties) {
+  model_.remove(id);
+  if (type == PW_TYPE_INTERFACE_Device) model_.addCard(id, propertiesOf(properties));
+  if (type == PW_TYPE_INTERFACE_Node) model_.addNode(id, propertiesOf(properties));
+  if (type == PW_TYPE_INTERFACE_Port) model_.addPort(id, propertiesOf(properties));
+  if (type == PW_TYPE_INTERFACE_Metadata) settings_.watch(registry_, id, properties);
+}
+
+void AudioGraph::onGlobalRemoved(std::uint32_t id) {
+  model_.remove(id);
+}
+
+void AudioGraph::onUpdate() {
+  for (const auto& open : sessions_) open.session->update(model_);
+}
+
+void AudioGraph::onSettled() {
+  if (!state_.available) log("connected to the sound server");
+  publish();
+}
+
+void AudioGraph::onTick() {
+  for (const auto& open : sessions_) checkRate(open);
+  checkPriority();
+}
+
+void AudioGraph::publish() {
+  State now{.available = true, .devices = {}};
+  for (const auto& device : audioDevices(model_)) {
+    now.devices.push_back({.id = numbers_.numberOf(device.serial),
+                           .name = device.title,
+                           .inputGroups = groupsOf(device.inputs),
+                           .outputGroups = groupsOf(device.outputs)});
+  }
+  if (now == state_) return;
+  state_ = std::move(now);
+  if (observer_.changed) observer_.changed(state_);
+}
+
+void AudioGraph::log(const std::string& text) const {
+  if (observer_.log) observer_.log("PipeWireAudioSystem: " + text);
+}
+
+std::optional<GraphDevice> AudioGraph::deviceOf(AudioDeviceID id) {
+  for (auto& device : audioDevices(model_)) {
+    if (numbers_.numberOf(device.serial) == id) return std::move(device);
+  }
+  return std::nullopt;
+}
+
+std::uint32_t AudioGraph::rateOf(const GraphDevice& device) const {
+  if (const auto running = observedOn(device).rate; running != 0) return running;
+  const auto seen = observedRates_.find(keyOf(device));
+  return seen != observedRates_.end() ? seen->second : settings_.rate();
+}
+
+DeviceFilter::Observed AudioGraph::observedOn(const GraphDevice& device) const {
+  for (const auto& open : sessions_) {
+    if (!open.session->isLinked() || keyOf(open.session->device()) != keyOf(device)) continue;
+    if (const auto observed = open.session->filter().observed(); observed.rate != 0) return observed;
+  }
+  return {};
+}
+
+void AudioGraph::checkRate(const OpenSession& open) {
+  const std::uint32_t told = open.toldRate;
+  const std::uint32_t rate = open.session->filter().observed().rate;
+  if (!open.session->isLinked() || rate == 0 || rate == told) return;
+
+  // Whoever opened the device computes with the rate it was told. Listed under a new number the device looks unplugged
+  // and returned, which makes every user of it open it again and ask for the rate anew.
+  const GraphDevice& device = open.session->device();
+  log(formatted("%s runs at %u Hz, not at %u Hz; it is listed anew", device.title.c_str(), rate, told));
+  observedRates_[keyOf(device)] = rate;
+  for (auto& other : sessions_) {
+    if (keyOf(other.session->device()) == keyOf(device)) other.toldRate = rate;
+  }
+  for (const auto& listed : audioDevices(model_)) {
+    if (keyOf(listed) == keyOf(device)) numbers_.renew(listed.serial);
+  }
+  if (state_.available) publish();
+}
+
+void AudioGraph::checkPriority() {
+  const auto cycling = std::ranges::find_if(
+      sessions_, [](const OpenSession& open) { return open.session->filter().observed().rate != 0; });
+  if (cycling == sessions_.end() || cyclingTicks_ > kPriorityTicks || ++cyclingTicks_ <= kPriorityTicks) return;
+  int policy = SCHED_OTHER;
+  sched_param parameters{};
+  const auto thread = cycling->session->filter().observed().dataThread;
+  if (pthread_getschedparam(thread, &policy, &parameters) == 0 && policy == SCHED_OTHER) {
+    log("real-time priority refused; sound may break up when the machine is busy");
+  }
+}
+
+}  // namespace tallyrig

@@ -12,6 +12,7 @@
 #include "platform/Log.h"
 #include "platform/simulated/MemoryFileSystem.h"
 #include "platform/simulated/MemoryPreferences.h"
+#include "platform/simulated/SimulatedAudioSystem.h"
 #include "platform/simulated/SimulatedClock.h"
 #include "platform/simulated/SimulatedScheduler.h"
 #include "platform/simulated/SimulatedWallClock.h"
@@ -60,6 +61,7 @@ class SimulatedWorld {
   SimulatedClock& clock() { return clock_; }
   SimulatedWallClock& wallClock() { return wallClock_; }
   SimulatedScheduler& scheduler() { return scheduler_; }
+  SimulatedAudioSystem& audio() { return audio_; }
   MemoryPreferences& preferences() { return preferences_; }
   MemoryFileSystem& files() { return files_; }
   /// For the test's own draws; what the world draws for itself does not depend on them.
@@ -82,6 +84,7 @@ class SimulatedWorld {
   MemoryPreferences preferences_;
   MemoryFileSystem files_;
   SimulatedScheduler scheduler_;
+  SimulatedAudioSystem audio_;
 };
 
 }  // namespace tallyrig

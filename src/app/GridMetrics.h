@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QtQml>
+#include <vector>
+
+#include "reader/ReaderStore.h"
+
+namespace tallyrig {
+
+/// How much room the wall of cards asks for, by the store's tile size and the cards' display modes. Lengths in pixels
+/// of the interface. Main thread.
+class GridMetrics : public QObject {
+  Q_OBJECT
+  QML_ELEMENT
+  Q_PROPERTY(tallyrig::ReaderStore* store READ store WRITE setStore NOTIFY storeChanged REQUIRED)
+  Q_PROPERTY(int tileMinimumWidth READ tileMinimumWidth NOTIFY changed)
+  /// The least the window may be made.
+  Q_PROPERTY(int minimumWidth READ minimumWidth NOTIFY changed)
+  Q_PROPERTY(int minimumHeight READ minimumHeight NOTIFY changed)
+
+ public:
+  static int tileMinimumWidthFor(TileSize size);
+  static double minimumWidthFor(TileSize size);
+  static double minimumHeightFor(TileSize size, const std::vector<TileDisplayMode>& modes);
+
+  using QObject::QObject;
+
+  ReaderStore* store() const { return store_; }
+  void setStore(ReaderStore* store);
+  int tileMinimumWidth() const { return tileMinimumWidth_; }
+  int minimumWidth() const { return minimumWidth_; }
+  int minimumHeight() const { return minimumHeight_; }
+
+ signals:
+  void storeChanged();
+  void changed();
+
+ private:
+  void watchReaders();
+  void recompute();
+
+  QPointer<ReaderStore> store_;
+  int tileMinimumWidth_ = 0;
+  int minimumWidth_ = 0;
+  int minimumHeight_ = 0;
+};
+
+}  // namespace tallyrig

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QtQml>
+
+#include "reader/ReaderInstance.h"
+#include "reader/ReaderSettingsForm.h"
+#include "reader/ReaderStore.h"
+#include "timecode/TimecodeRenderClock.h"
+
+namespace tallyrig {
+
+// The engine's objects under the names that the views know them by. Views get them; they never make one.
+
+struct ReaderInstanceType {
+  Q_GADGET
+  QML_FOREIGN(tallyrig::ReaderInstance)
+  QML_NAMED_ELEMENT(ReaderInstance)
+  QML_UNCREATABLE("Cards are made by the store")
+};
+
+struct ReaderStoreType {
+  Q_GADGET
+  QML_FOREIGN(tallyrig::ReaderStore)
+  QML_NAMED_ELEMENT(ReaderStore)
+  QML_UNCREATABLE("There is one store")
+};
+
+struct ReaderSettingsFormType {
+  Q_GADGET
+  QML_FOREIGN(tallyrig::ReaderSettingsForm)
+  QML_NAMED_ELEMENT(ReaderSettingsForm)
+  QML_UNCREATABLE("Forms are opened by SettingsForms")
+};
+
+struct TimecodeRenderClockType {
+  Q_GADGET
+  QML_FOREIGN(tallyrig::TimecodeRenderClock)
+  QML_NAMED_ELEMENT(TimecodeRenderClock)
+  QML_UNCREATABLE("There is one render clock")
+};
+
+}  // namespace tallyrig

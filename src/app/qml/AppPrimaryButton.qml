@@ -1,0 +1,37 @@
+import QtQuick
+import QtQuick.Templates as T
+import Tallyrig
+
+// The one button of a panel that does what the panel is for.
+T.Button {
+    id: control
+
+    implicitWidth: contentItem.implicitWidth + leftPadding + rightPadding
+    implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
+    horizontalPadding: 14
+    verticalPadding: 7
+    scale: pressed ? 0.985 : 1
+    font.family: Theme.fontFamily
+    font.pixelSize: Theme.buttonSize
+    font.weight: Font.DemiBold
+    Accessible.name: text
+
+    contentItem: Text {
+        text: control.text
+        font: control.font
+        color: "white"
+        horizontalAlignment: Text.AlignHCenter
+        verticalAlignment: Text.AlignVCenter
+        elide: Text.ElideRight
+    }
+    background: Rectangle {
+        radius: 8
+        color: Qt.rgba(Theme.accent.r, Theme.accent.g, Theme.accent.b,
+                       control.enabled ? (control.pressed ? 0.82 : 1) : 0.38)
+
+        FocusRing {
+            control: control
+            radius: 11
+        }
+    }
+}

@@ -1,0 +1,30 @@
+import QtQuick
+import QtQuick.Templates as T
+import Tallyrig
+
+// A control's explanation under the pointer.
+T.ToolTip {
+    id: control
+
+    delay: 600
+    timeout: 6000
+    margins: 6
+    padding: 6
+    horizontalPadding: 9
+    x: parent ? Math.round((parent.width - implicitWidth) / 2) : 0
+    y: parent ? parent.height + 5 : 0
+    implicitWidth: contentItem.implicitWidth + leftPadding + rightPadding
+    implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
+    closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutsideParent | T.Popup.CloseOnReleaseOutsideParent
+
+    contentItem: Text {
+        text: control.text
+        color: Theme.text
+        font.pixelSize: Theme.captionSize
+    }
+    background: Rectangle {
+        color: Theme.panel
+        border.color: Theme.hairline
+        radius: 5
+    }
+}

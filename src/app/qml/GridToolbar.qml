@@ -1,0 +1,35 @@
+import QtQuick
+import Tallyrig
+
+// The window's tools, the chief one first.
+Rectangle {
+    id: bar
+
+    signal addRequested()
+
+    implicitHeight: 46
+    color: Theme.bar
+    Accessible.role: Accessible.ToolBar
+    Accessible.name: "Toolbar"
+
+    Row {
+        anchors { right: parent.right; rightMargin: 20; verticalCenter: parent.verticalCenter }
+        spacing: 8
+
+        AppIconButton {
+            objectName: "addReader"
+            symbol: "plus-circle"
+            symbolSize: 18
+            text: "Add Reader"
+            toolTip: "Add Reader"
+            onClicked: bar.addRequested()
+        }
+    }
+    Rectangle {
+        anchors.bottom: parent.bottom
+        width: parent.width
+        height: 1
+        color: Theme.hairline
+        opacity: 0.5
+    }
+}

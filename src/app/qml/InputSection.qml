@@ -1,0 +1,85 @@
+import QtQuick
+import QtQuick.Layouts
+import Tallyrig
+
+// Where a reader card takes its timecode from.
+ColumnLayout {
+    id: section
+
+    required property ReaderSettingsForm form
+
+    spacing: 10
+
+    SectionLabel { text: "Input" }
+    FormRow {
+        label: "Source"
+
+        SegmentedChoice {
+            objectName: "source"
+            accessibleName: "Source"
+            choices: ["LTC", "MTC"]
+            current: section.form.sourceType
+            onChosen: choice => section.form.sourceType = choice
+        }
+    }
+    FormRow {
+        label: "Device"
+        visible: section.form.sourceType === "LTC"
+
+        EmptyListText {
+            visible: section.form.availableDevices.length === 0
+            text: "No audio input devices found."
+        }
+        AppMenu {
+            objectName: "device"
+            visible: section.form.availableDevices.length > 0
+            Layout.fillWidth: true
+            accessibleName: "Audio device"
+            model: ["No device"].concat(section.form.availableDevices.map(device => device.name))
+            currentIndex: section.form.deviceIndex + 1
+            onActivated: index => section.form.deviceIndex = index - 1
+        }
+    }
+    FormRow {
+        label: "Channel"
+        visible: section.form.sourceType === "LTC"
+
+        AppMenu {
+            objectName: "channel"
+            Layout.fillWidth: true
+            enabled: section.form.channelCount > 0
+            accessibleName: "Channel"
+            model: Array.from({ length: section.form.channelCount }, (unused, channel) => "Channel " + (channel + 1))
+            currentIndex: section.form.selectedChannel
+            displayText: "Channel " + (section.form.selectedChannel + 1)
+            onActivated: index => section.form.selectedChannel = index
+        }
+    }
+    FormRow {
+        label: "Display offset"
+        visible: section.form.sourceType === "LTC"
+
+        OffsetStepper {
+            text: section.form.offsetText
+            onStepped: by => section.form.changeOffset(by)
+        }
+    }
+    FormRow {
+        label: "Device"
+        visible: section.form.sourceType === "MTC"
+
+        EmptyListText {
+            visible: section.form.availableSources.length === 0
+            text: "No MIDI sources found."
+        }
+        AppMenu {
+            objectName: "midiSource"
+            visible: section.form.availableSources.length > 0
+            Layout.fillWidth: true
+            accessibleName: "MIDI Source"
+            model: ["No source"].concat(section.form.availableSources.map(source => source.name))
+            currentIndex: section.form.sourceIndex + 1
+            onActivated: index => section.form.sourceIndex = index - 1
+        }
+    }
+}

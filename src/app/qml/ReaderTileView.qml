@@ -1,0 +1,137 @@
+import QtQuick
+import Tallyrig
+
+// The face of one card. Holds no timecode logic: everything comes from the card.
+Item {
+    id: tile
+
+    required property ReaderInstance reader
+    required property ReaderStore store
+    required property TimecodeRenderClock renderClock
+    // False while the card is scrolled out of sight; it then draws and asks nothing.
+    property bool inSight: true
+
+    readonly property string hex: reader.backgroundColorHex
+    readonly property string mode: reader.displayMode
+    readonly property color statusColor: reader.isReceiving ? Theme.signalGreen : Theme.idleRed
+    readonly property int digitSize: reader.tileSize === "Small" ? 22 : reader.tileSize === "Large" ? 48 : 32
+    readonly property int rateSize: Math.round(digitSize * 0.42)
+
+    signal settingsRequested()
+    signal removeRequested()
+
+    implicitHeight: card.implicitHeight
+    Accessible.role: Accessible.Grouping
+    Accessible.name: reader.label
+
+    Item {
+        id: card
+
+        anchors.fill: parent
+        visible: tile.inSight
+        implicitHeight: stack.implicitHeight
+
+        Rectangle {
+            id: surface
+
+            anchors.fill: parent
+            anchors.margins: -3
+            radius: 19
+            color: CardColours.background(tile.hex)
+            border.width: 6
+            border.color: tile.statusColor
+
+            Behavior on border.color {
+                ColorAnimation { duration: 300; easing.type: Easing.InOutQuad }
+            }
+        }
+        Column {
+            id: stack
+
+            width: parent.width
+
+            Item {
+                readonly property int room: Math.max(tile.mode === "full" ? 84 : 138,
+                                                     controls.width + 8 + 8 - Theme.cardPadding)
+
+                width: parent.width
+                height: title.implicitHeight + (tile.mode === "minimal" ? 8 : 16) + (tile.mode === "minimal" ? 0 : 4)
+
+                Text {
+                    id: title
+
+                    objectName: "label"
+                    x: Theme.cardPadding
+                    y: tile.mode === "minimal" ? 8 : 16
+                    width: Math.max(0, parent.width - 2 * Theme.cardPadding - parent.room)
+                    text: tile.reader.label
+                    textFormat: Text.PlainText
+                    color: CardColours.foreground(tile.hex, 1)
+                    font.pixelSize: Theme.cardTitleSize
+                    font.weight: Font.DemiBold
+                    elide: Text.ElideRight
+                    maximumLineCount: 1
+                }
+            }
+            Column {
+                width: parent.width
+                topPadding: 8
+                bottomPadding: 8
+                spacing: tile.mode === "minimal" ? 0 : 4
+
+                TimecodeDigits {
+                    id: digits
+
+                    objectName: "digits"
+                    anchors.horizontalCenter: parent.horizontalCenter
+                    reader: tile.reader
+                    renderClock: tile.renderClock
+                    pixelSize: tile.digitSize
+                    color: CardColours.foreground(tile.hex, hasTimecode ? 1 : 0.3)
+                    Accessible.role: Accessible.StaticText
+                    Accessible.name: "Timecode"
+                }
+                Text {
+                    objectName: "rate"
+                    anchors.horizontalCenter: parent.horizontalCenter
+                    visible: tile.mode === "full"
+                    text: digits.rateText
+                    color: Qt.rgba(digits.color.r, digits.color.g, digits.color.b, digits.color.a * 0.7)
+                    font.pixelSize: tile.rateSize
+                    font.weight: Font.DemiBold
+                }
+            }
+            Loader {
+                width: parent.width
+                active: tile.mode === "full"
+                visible: active
+                sourceComponent: TileDetails { reader: tile.reader }
+            }
+            Rectangle {
+                visible: tile.mode !== "minimal"
+                width: parent.width
+                height: 1
+                color: CardColours.foreground(tile.hex, 0.1)
+            }
+            Loader {
+                width: parent.width
+                active: tile.mode !== "minimal"
+                visible: active
+                sourceComponent: TileFooter {
+                    reader: tile.reader
+                    statusColor: surface.border.color
+                }
+            }
+        }
+        TileControls {
+            id: controls
+
+            anchors { top: parent.top; right: parent.right; margins: 8 }
+            reader: tile.reader
+            rateText: digits.rateText
+            onModeRequested: tile.store.cycleDisplayMode(tile.reader)
+            onSettingsRequested: tile.settingsRequested()
+            onRemoveRequested: tile.removeRequested()
+        }
+    }
+}

@@ -1,0 +1,77 @@
+import QtQuick
+import QtQuick.Templates as T
+import Tallyrig
+
+// One of a few texts, side by side. `current` is the chosen text; `chosen` asks for another.
+FocusScope {
+    id: control
+
+    required property var choices
+    required property string current
+    property int segmentWidth: 100
+    property int segmentHeight: Theme.controlHeight
+    property string accessibleName
+
+    signal chosen(string choice)
+
+    implicitWidth: row.implicitWidth
+    implicitHeight: segmentHeight
+    Accessible.role: Accessible.Grouping
+    Accessible.name: accessibleName
+
+    Row {
+        id: row
+
+        spacing: 6
+
+        Repeater {
+            id: segments
+
+            model: control.choices
+
+            T.AbstractButton {
+                id: segment
+
+                required property string modelData
+                required property int index
+                readonly property bool isCurrent: modelData === control.current
+
+                function move(step: int) {
+                    const next = Math.max(0, Math.min(segments.count - 1, index + step))
+                    control.chosen(control.choices[next])
+                    segments.itemAt(next).forceActiveFocus(Qt.TabFocusReason)
+                }
+
+                objectName: "segment" + modelData
+                text: modelData
+                width: control.segmentWidth
+                height: control.segmentHeight
+                // One stop for the Tab key, the arrow keys within.
+                focusPolicy: isCurrent ? Qt.StrongFocus : Qt.ClickFocus
+                focus: isCurrent
+                Accessible.role: Accessible.RadioButton
+                Accessible.name: text
+                Accessible.checkable: true
+                Accessible.checked: isCurrent
+                Keys.onLeftPressed: move(-1)
+                Keys.onRightPressed: move(1)
+                onClicked: control.chosen(modelData)
+
+                contentItem: Text {
+                    text: segment.text
+                    color: segment.isCurrent ? "white" : Theme.text
+                    font.pixelSize: Theme.buttonSize
+                    font.weight: segment.isCurrent ? Font.DemiBold : Font.Normal
+                    horizontalAlignment: Text.AlignHCenter
+                    verticalAlignment: Text.AlignVCenter
+                }
+                background: Rectangle {
+                    radius: Theme.controlRadius
+                    color: segment.isCurrent ? Theme.accent : Theme.fill(segment.pressed ? 0.16 : 0.08)
+
+                    FocusRing { control: segment }
+                }
+            }
+        }
+    }
+}

@@ -1,0 +1,86 @@
+import QtQuick
+import Tallyrig
+
+// The row in a card's top right corner: what the lesser modes have no room for elsewhere, then the card's buttons.
+Row {
+    id: controls
+
+    required property ReaderInstance reader
+    required property string rateText
+
+    readonly property string hex: reader.backgroundColorHex
+    readonly property string mode: reader.displayMode
+
+    signal modeRequested()
+    signal settingsRequested()
+    signal removeRequested()
+
+    spacing: 4
+
+    Loader {
+        active: controls.mode !== "full"
+        visible: active
+        height: 24
+
+        sourceComponent: Row {
+            spacing: 4
+
+            Rectangle {
+                visible: controls.reader.sourceAvailabilityWarning !== ""
+                width: 20
+                height: 20
+                anchors.verticalCenter: parent.verticalCenter
+                radius: 5
+                color: Theme.warningPlate
+                Accessible.role: Accessible.AlertMessage
+                Accessible.name: controls.reader.sourceAvailabilityWarning
+
+                AppIcon {
+                    anchors.centerIn: parent
+                    name: "warning-triangle"
+                    size: 12
+                    color: Theme.warningAmber
+                }
+                HoverHandler { id: warningHover }
+                AppToolTip {
+                    text: controls.reader.sourceAvailabilityWarning || "Source unavailable"
+                    visible: warningHover.hovered
+                }
+            }
+            Chip {
+                objectName: "rateChip"
+                anchors.verticalCenter: parent.verticalCenter
+                text: controls.rateText
+                textColor: CardColours.text(controls.hex, 0.72, 0.12)
+                color: CardColours.foreground(controls.hex, 0.12)
+            }
+        }
+    }
+    TileButton {
+        objectName: "modeButton"
+        symbol: controls.mode === "full" ? "compress-vertical" : controls.mode === "compact" ? "swap" : "expand-vertical"
+        symbolColor: CardColours.foreground(controls.hex, 0.7)
+        fill: CardColours.foreground(controls.hex, 0.12)
+        text: "View mode"
+        toolTip: controls.mode === "full" ? "Switch to compact view"
+                                          : controls.mode === "compact" ? "Switch to minimal view" : "Switch to full view"
+        onClicked: controls.modeRequested()
+    }
+    TileButton {
+        objectName: "settingsButton"
+        symbol: "gear"
+        symbolColor: CardColours.foreground(controls.hex, 0.7)
+        fill: CardColours.foreground(controls.hex, 0.12)
+        text: "Settings"
+        onClicked: controls.settingsRequested()
+    }
+    TileButton {
+        objectName: "removeButton"
+        width: 20
+        symbol: "xmark-circle"
+        symbolSize: 15
+        symbolColor: CardColours.foreground(controls.hex, 0.5)
+        text: "Remove"
+        onClicked: controls.removeRequested()
+    }
+}

@@ -65,7 +65,7 @@ ColumnLayout {
         }
     }
     FormRow {
-        label: "Device"
+        label: "MIDI Source"
         visible: section.form.sourceType === "MTC"
 
         EmptyListText {

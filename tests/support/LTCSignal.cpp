@@ -1,0 +1,50 @@
+#include "support/LTCSignal.h"
+
+#include <algorithm>
+
+namespace tallyrig {
+namespace {
+
+/// Generated ahead in pieces, so that a fill is mostly a copy.
+constexpr std::int64_t kPiece = 48000;
+
+}  // namespace
+
+LTCSignal::LTCSignal(MTCFrameRate rate, const Timecode& start, double sampleRate, double levelDBFS)
+    : generator_(LTCAudioGenerator::create(rate, sampleRate, levelDBFS)) {
+  generator_->setTimecode(start);
+}
+
+void LTCSignal::generateTo(std::int64_t position) {
+  if (static_cast<std::int64_t>(samples_.size()) > position) return;
+  while (static_cast<std::int64_t>(samples_.size()) <= position + kPiece) {
+    auto frame = generator_->nextFrame();
+    frames_.push_back({static_cast<std::int64_t>(samples_.size()), frame.timecode});
+    samples_.insert(samples_.end(), frame.samples.begin(), frame.samples.end());
+  }
+}
+
+void LTCSignal::fill(std::int64_t position, std::span<float> samples) {
+  generateTo(position + static_cast<std::int64_t>(samples.size()));
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const std::int64_t at = position + static_cast<std::int64_t>(i);
+    samples[i] = at < 0 ? 0.0F : samples_[static_cast<std::size_t>(at)];
+  }
+}
+
+const LTCSignal::Frame& LTCSignal::find(std::int64_t position) {
+  generateTo(position);
+  const auto next = std::upper_bound(frames_.begin(), frames_.end(), position,
+                                     [](std::int64_t at, const Frame& frame) { return at < frame.start; });
+  return *std::prev(next);
+}
+
+Timecode LTCSignal::frameAt(std::int64_t position) {
+  return find(position).timecode;
+}
+
+std::int64_t LTCSignal::frameStart(std::int64_t position) {
+  return find(position).start;
+}
+
+}  // namespace tallyrig

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "ltc/LTCAudioGenerator.h"
+#include "timecode/Timecode.h"
+
+namespace tallyrig {
+
+/// An endless LTC signal for simulated inputs, together with the truth about it: which frame each sample belongs to.
+class LTCSignal {
+ public:
+  LTCSignal(MTCFrameRate rate, const Timecode& start, double sampleRate, double levelDBFS = -6.0);
+
+  /// Fills `samples` from sample `position` of the signal on; silence before position 0.
+  void fill(std::int64_t position, std::span<float> samples);
+
+  /// The frame that holds this sample.
+  Timecode frameAt(std::int64_t position);
+  /// First sample of that frame.
+  std::int64_t frameStart(std::int64_t position);
+
+ private:
+  struct Frame {
+    std::int64_t start;
+    Timecode timecode;
+  };
+
+  void generateTo(std::int64_t position);
+  const Frame& find(std::int64_t position);
+
+  std::unique_ptr<LTCAudioGenerator> generator_;
+  std::vector<Frame> frames_;
+  std::vector<float> samples_;
+};
+
+}  // namespace tallyrig

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "audio/DeviceRegistry.h"
+#include "audio/LTCAudioInputHub.h"
+#include "platform/simulated/SimulatedWorld.h"
+#include "reader/ReaderServices.h"
+#include "reader/ReaderStore.h"
+#include "support/LTCSignal.h"
+
+namespace tallyrig {
+
+/// The engine as the program composes it, over a simulated world. Devices are added before `open`.
+class Wall {
+ public:
+  explicit Wall(const SimulatedWorld::Options& options = {}) : world(options) {}
+
+  /// Builds the engine; the store loads what the world's file holds.
+  void open() {
+    registry.emplace(world.audio(), world.log());
+    hub.emplace(world.audio(), world.scheduler(), world.log());
+    store.emplace(services(), world.preferences(), world.files());
+  }
+
+  /// Ends the engine as the end of the process does: nothing is saved or stopped by hand.
+  void close() {
+    store.reset();
+    hub.reset();
+    registry.reset();
+  }
+
+  ReaderServices services() {
+    return {world.clock(), world.wallClock(), world.scheduler(), world.log(), *registry, *hub};
+  }
+
+  ReaderInstance& card(std::size_t index) { return *store->readers().at(index); }
+
+  SimulatedWorld world;
+  std::optional<DeviceRegistry> registry;
+  std::optional<LTCAudioInputHub> hub;
+  std::optional<ReaderStore> store;
+};
+
+/// The host time of sample `position` of a device that started at `start`.
+inline HostTime instantOf(HostTime start, std::int64_t position, double sampleRate, const HostClock& clock) {
+  return offsetBySamples(start, position, sampleRate, clock);
+}
+
+}  // namespace tallyrig

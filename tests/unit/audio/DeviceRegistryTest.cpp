@@ -3,31 +3,30 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/simulated/SimulatedWorld.h"
 #include "support/ListedAudioSystem.h"
-#include "support/RationalHostClock.h"
-#include "support/RecordedLog.h"
 
 namespace tallyrig {
 namespace {
 
 using testing::ElementsAre;
 
+/// A timed line of the world, whose clocks stand still.
 std::string timed(const std::string& text) {
-  return RecordedLog::kTimedPrefix + text;
+  return "[09:00:00.000 +0.000ms] " + text;
 }
 
 class DeviceRegistryTest : public testing::Test {
  protected:
-  RationalHostClock clock;
-  RecordedLog recorded{clock};
+  SimulatedWorld world;
   ListedAudioSystem audio;
 };
 
 TEST_F(DeviceRegistryTest, EnumeratesOnceWhenItIsMade) {
   audio.listed = {{1, "Duplex", {2}, {2}}, {2, "Output", {}, {2}}, {3, "iPhone", {1}, {}}};
-  const DeviceRegistry registry(audio, recorded.log());
+  const DeviceRegistry registry(audio, world.log());
   EXPECT_THAT(
-      recorded.lines,
+      world.logLines(),
       ElementsAre(timed("DeviceRegistry: refresh begin reason=startup"),
                   timed("DeviceRegistry: refresh complete inputs=1, outputs=2, midiSources=0, midiDestinations=0")));
   EXPECT_EQ(registry.audioInputs(), listInputDevices(audio));
@@ -35,21 +34,21 @@ TEST_F(DeviceRegistryTest, EnumeratesOnceWhenItIsMade) {
 }
 
 TEST_F(DeviceRegistryTest, KeepsWhatItHasUntilItIsRefreshed) {
-  DeviceRegistry registry(audio, recorded.log());
+  DeviceRegistry registry(audio, world.log());
   audio.listed = {{1, "New", {2}, {2}}};
   EXPECT_TRUE(registry.audioInputs().empty());
-  recorded.lines.clear();
+  world.clearLog();
   registry.refresh("settings Camera A");
   EXPECT_EQ(registry.audioInputs().size(), 1U);
   EXPECT_EQ(registry.audioOutputs().size(), 1U);
   EXPECT_THAT(
-      recorded.lines,
+      world.logLines(),
       ElementsAre(timed("DeviceRegistry: refresh begin reason=settings Camera A"),
                   timed("DeviceRegistry: refresh complete inputs=1, outputs=1, midiSources=0, midiDestinations=0")));
 }
 
 TEST_F(DeviceRegistryTest, TellsThatItIsRefreshedWhenTheListsStand) {
-  DeviceRegistry registry(audio, recorded.log());
+  DeviceRegistry registry(audio, world.log());
   std::vector<std::size_t> inputsWhenTold;
   QObject::connect(&registry, &DeviceRegistry::refreshed, &registry,
                    [&] { inputsWhenTold.push_back(registry.audioInputs().size()); });

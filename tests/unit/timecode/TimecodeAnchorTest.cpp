@@ -2,15 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include "support/RationalHostClock.h"
+#include "platform/simulated/SimulatedClock.h"
 
 namespace tallyrig {
 namespace {
 
 /// Both kinds of clock: a tick of 1 ns, and one of 125/3 ns, where a nanosecond is no whole number of ticks.
-class TimecodeAnchorOnClock : public testing::TestWithParam<std::pair<std::uint64_t, std::uint64_t>> {
+class TimecodeAnchorOnClock : public testing::TestWithParam<TickRatio> {
  protected:
-  RationalHostClock clock{GetParam().first, GetParam().second};
+  SimulatedClock clock{GetParam()};
 };
 
 TEST_P(TimecodeAnchorOnClock, NeverRunsBackwards) {
@@ -78,12 +78,11 @@ TEST_P(TimecodeAnchorOnClock, AnOffsetNeverGoesBeforeInstantZero) {
   EXPECT_EQ(offsetBySamples({second.ticks + 1}, -48000, 48000, clock), HostTime{1});
 }
 
-using Tick = std::pair<std::uint64_t, std::uint64_t>;
-INSTANTIATE_TEST_SUITE_P(Ticks, TimecodeAnchorOnClock, testing::Values(Tick{1, 1}, Tick{125, 3}),
+INSTANTIATE_TEST_SUITE_P(Ticks, TimecodeAnchorOnClock, testing::Values(TickRatio{1, 1}, TickRatio{125, 3}),
                          [](const auto& tick) { return tick.index == 0 ? "OneNano" : "Of125ThirdsNanos"; });
 
 TEST(OffsetBySamples, RoundsHalfANanosecondAwayFromZero) {
-  const RationalHostClock clock;
+  const SimulatedClock clock;
   // At 400 MHz a sample is 2.5 ns.
   EXPECT_EQ(offsetBySamples({100}, 1, 4e8, clock), HostTime{103});
   EXPECT_EQ(offsetBySamples({100}, -1, 4e8, clock), HostTime{97});
@@ -97,7 +96,7 @@ TEST(OffsetBySamples, RoundsHalfANanosecondAwayFromZero) {
 }
 
 TEST(OffsetBySamples, GoesToTicksThroughWholeNanoseconds) {
-  const RationalHostClock clock(125, 3);
+  const SimulatedClock clock({125, 3});
   // 20833 ns are 499.99 ticks of 125/3 ns, 20834 ns would be 500.01.
   EXPECT_EQ(offsetBySamples({1000}, 1, 48000, clock), HostTime{1499});
   EXPECT_EQ(offsetBySamples({1000}, -1, 48000, clock), HostTime{501});

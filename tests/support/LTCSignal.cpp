@@ -7,6 +7,8 @@ namespace {
 
 /// Generated ahead in pieces, so that a fill is mostly a copy.
 constexpr std::int64_t kPiece = 48000;
+/// Audio kept behind the newest position asked for.
+constexpr std::int64_t kKept = 10 * kPiece;
 
 }  // namespace
 
@@ -16,11 +18,17 @@ LTCSignal::LTCSignal(MTCFrameRate rate, const Timecode& start, double sampleRate
 }
 
 void LTCSignal::generateTo(std::int64_t position) {
-  if (static_cast<std::int64_t>(samples_.size()) > position) return;
-  while (static_cast<std::int64_t>(samples_.size()) <= position + kPiece) {
+  if (generated_ > position) return;
+  while (generated_ <= position + kPiece) {
     auto frame = generator_->nextFrame();
-    frames_.push_back({static_cast<std::int64_t>(samples_.size()), frame.timecode});
+    frames_.push_back({generated_, frame.timecode});
     samples_.insert(samples_.end(), frame.samples.begin(), frame.samples.end());
+    generated_ += static_cast<std::int64_t>(frame.samples.size());
+  }
+  const std::int64_t forgotten = position - kKept - firstKept_;
+  if (forgotten > kKept) {
+    samples_.erase(samples_.begin(), samples_.begin() + forgotten);
+    firstKept_ += forgotten;
   }
 }
 
@@ -28,7 +36,7 @@ void LTCSignal::fill(std::int64_t position, std::span<float> samples) {
   generateTo(position + static_cast<std::int64_t>(samples.size()));
   for (std::size_t i = 0; i < samples.size(); ++i) {
     const std::int64_t at = position + static_cast<std::int64_t>(i);
-    samples[i] = at < 0 ? 0.0F : samples_[static_cast<std::size_t>(at)];
+    samples[i] = at < 0 ? 0.0F : samples_.at(static_cast<std::size_t>(at - firstKept_));
   }
 }
 

@@ -15,7 +15,8 @@ class LTCSignal {
  public:
   LTCSignal(MTCFrameRate rate, const Timecode& start, double sampleRate, double levelDBFS = -6.0);
 
-  /// Fills `samples` from sample `position` of the signal on; silence before position 0.
+  /// Fills `samples` from sample `position` of the signal on; silence before position 0. Positions may go back by a
+  /// second or two, not further: older audio is forgotten.
   void fill(std::int64_t position, std::span<float> samples);
 
   /// The frame that holds this sample.
@@ -34,7 +35,10 @@ class LTCSignal {
 
   std::unique_ptr<LTCAudioGenerator> generator_;
   std::vector<Frame> frames_;
+  /// Audio from `firstKept_` up to `generated_`.
   std::vector<float> samples_;
+  std::int64_t firstKept_ = 0;
+  std::int64_t generated_ = 0;
 };
 
 }  // namespace tallyrig

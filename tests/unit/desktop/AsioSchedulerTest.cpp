@@ -33,10 +33,10 @@ TEST(AsioScheduler, EachPriorityHasItsOwnNamedThreads) {
 }
 
 TEST(AsioScheduler, SixtyFourQueuesShareTwoThreads) {
-  AsioScheduler scheduler;
   std::mutex mutex;
   std::set<std::string> names;
   EventCount done;
+  AsioScheduler scheduler;
   for (int i = 0; i < 64; ++i) {
     scheduler.makeQueue("card", QueuePriority::kUserInitiated)->post([&] {
       {
@@ -51,8 +51,9 @@ TEST(AsioScheduler, SixtyFourQueuesShareTwoThreads) {
 }
 
 TEST(AsioScheduler, SixtyFourTwoMillisecondTimersShareTheirWakeUps) {
-  AsioScheduler scheduler;
+  // The counter must outlive the scheduler: an event that has begun may outlast its timer.
   EventCount events;
+  AsioScheduler scheduler;
   std::vector<std::shared_ptr<SerialQueue>> queues;
   std::vector<std::unique_ptr<RepeatingTimer>> timers;
   for (int i = 0; i < 64; ++i) {

@@ -88,8 +88,8 @@ TEST(QtMainQueue, EventsMissedByABusyMainThreadMergeIntoOne) {
   QtMainQueue queue;
   int events = 0;
   const auto timer = queue.repeat({.interval = 1ms, .first = 1ms}, [&] { ++events; });
-  AsioScheduler elsewhere;
   EventCount elapsed;
+  AsioScheduler elsewhere;
   const auto clock =
       elsewhere.makeQueue("clock", QueuePriority::kUserInitiated)->repeat({.interval = 1ms}, [&] { elapsed.add(); });
   ASSERT_TRUE(elapsed.reaches(20));

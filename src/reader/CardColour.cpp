@@ -14,6 +14,8 @@ namespace {
 constexpr CardColour kWhite{1, 1, 1, 1};
 constexpr CardColour kDarkForeground{0.1, 0.1, 0.1, 1};
 constexpr double kLightBackground = 0.55;
+/// What painting with eight bits a component may take from a contrast.
+constexpr double kRoundingLoss = 0.05;
 
 std::string_view trimmed(std::string_view text) {
   constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
@@ -73,9 +75,10 @@ double legibleOpacity(const CardColour& text, const CardColour& background, doub
   const auto contrastAt = [&](double opacity) {
     return contrastRatio(blended({text.red, text.green, text.blue, opacity}, background), background);
   };
-  if (contrastAt(wanted) >= kLegibleContrast) return wanted;
+  const double enough = kLegibleContrast + kRoundingLoss;
+  if (contrastAt(wanted) >= enough) return wanted;
   for (int hundredths = static_cast<int>(std::ceil(wanted * 100)); hundredths < 100; ++hundredths)
-    if (contrastAt(hundredths / 100.0) >= kLegibleContrast) return hundredths / 100.0;
+    if (contrastAt(hundredths / 100.0) >= enough) return hundredths / 100.0;
   return 1;
 }
 

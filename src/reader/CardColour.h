@@ -39,8 +39,8 @@ CardColour blended(const CardColour& top, const CardColour& bottom);
 /// Contrast ratio of two opaque colours, 1 to 21 (WCAG 2.1).
 double contrastRatio(const CardColour& first, const CardColour& second);
 
-/// The least opacity, in hundredths and not below `wanted`, at which `text` stands out from an opaque `background` by
-/// `kLegibleContrast`; 1 if none does.
+/// The least opacity, in hundredths and not below `wanted`, at which `text` surely stands out from an opaque
+/// `background` by `kLegibleContrast` when painted; 1 if none does.
 double legibleOpacity(const CardColour& text, const CardColour& background, double wanted);
 
 }  // namespace tallyrig

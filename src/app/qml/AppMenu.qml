@@ -45,6 +45,7 @@ T.ComboBox {
         required property string modelData
         required property int index
 
+        objectName: "menuEntry"
         width: control.width - 10
         height: 28
         leftPadding: 8

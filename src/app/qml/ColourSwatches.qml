@@ -29,8 +29,9 @@ Row {
 
             function move(step: int) {
                 const next = Math.max(0, Math.min(all.count - 1, index + step))
-                swatches.chosen(swatches.colours[next])
+                // The one that is left must have lost the focus before it stops being a stop.
                 all.itemAt(next).forceActiveFocus(Qt.TabFocusReason)
+                swatches.chosen(swatches.colours[next])
             }
 
             objectName: "swatch" + index

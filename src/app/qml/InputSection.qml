@@ -27,6 +27,7 @@ ColumnLayout {
         visible: section.form.sourceType === "LTC"
 
         EmptyListText {
+            objectName: "noDevices"
             visible: section.form.availableDevices.length === 0
             text: "No audio input devices found."
         }
@@ -69,6 +70,7 @@ ColumnLayout {
         visible: section.form.sourceType === "MTC"
 
         EmptyListText {
+            objectName: "noSources"
             visible: section.form.availableSources.length === 0
             text: "No MIDI sources found."
         }

@@ -18,6 +18,8 @@ Window {
     minimumHeight: metrics.minimumHeight
     color: Theme.window
     visible: true
+    // The saved cards start when the window first stands; asking again does nothing.
+    onVisibleChanged: if (visible) Qt.callLater(store.startSavedReaders)
 
     GridMetrics {
         id: metrics

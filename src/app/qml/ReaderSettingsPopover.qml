@@ -55,6 +55,7 @@ T.Popup {
             }
         }
         Rectangle {
+            objectName: "popoverPanel"
             anchors.fill: parent
             radius: 12
             color: Theme.panel

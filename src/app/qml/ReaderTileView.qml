@@ -20,6 +20,7 @@ Item {
     signal settingsRequested()
     signal removeRequested()
 
+    objectName: "tile"
     implicitHeight: card.implicitHeight
     Accessible.role: Accessible.Grouping
     Accessible.name: reader.label

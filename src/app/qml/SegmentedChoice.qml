@@ -38,8 +38,9 @@ FocusScope {
 
                 function move(step: int) {
                     const next = Math.max(0, Math.min(segments.count - 1, index + step))
-                    control.chosen(control.choices[next])
+                    // The one that is left must have lost the focus before it stops being a stop.
                     segments.itemAt(next).forceActiveFocus(Qt.TabFocusReason)
+                    control.chosen(control.choices[next])
                 }
 
                 objectName: "segment" + modelData

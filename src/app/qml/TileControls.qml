@@ -15,6 +15,7 @@ Row {
     signal settingsRequested()
     signal removeRequested()
 
+    objectName: "controls"
     spacing: 4
 
     Loader {
@@ -26,6 +27,7 @@ Row {
             spacing: 4
 
             Rectangle {
+                objectName: "warningIcon"
                 visible: controls.reader.sourceAvailabilityWarning !== ""
                 width: 20
                 height: 20

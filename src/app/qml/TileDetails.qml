@@ -59,6 +59,7 @@ Column {
             Text {
                 id: warningText
 
+                objectName: "warningText"
                 anchors { left: warningIcon.right; leftMargin: 5; right: parent.right; rightMargin: 5 }
                 anchors.verticalCenter: parent.verticalCenter
                 text: details.warning

@@ -70,7 +70,7 @@ TEST(CardColour, LegibleOpacityIsTheLeastThatReads) {
     const double opacity = legibleOpacity(white, ground, 0.4);
     EXPECT_GE(contrastAt(opacity), kLegibleContrast) << hex;
     if (opacity > 0.4) {
-      EXPECT_LT(contrastAt(opacity - 0.01), kLegibleContrast) << hex;
+      EXPECT_LT(contrastAt(opacity - 0.02), kLegibleContrast) << hex;
     }
   }
 }

@@ -1,0 +1,89 @@
+#include <QtQml/qqmlextensionplugin.h>
+#include <QGuiApplication>
+#include <QIcon>
+#include <QQmlApplicationEngine>
+#include <QQuickWindow>
+#include <filesystem>
+
+#include "app/Appearance.h"
+#include "app/Fonts.h"
+#include "app/SettingsForms.h"
+#include "app/SoundServerWatch.h"
+#include "app/TerminationSignals.h"
+#include "audio/DeviceRegistry.h"
+#include "audio/LTCAudioInputHub.h"
+#include "platform/Log.h"
+#include "platform/desktop/AsioScheduler.h"
+#include "platform/desktop/FailoverAudioSystem.h"
+#include "platform/desktop/LocalFileSystem.h"
+#include "platform/desktop/SettingsPreferences.h"
+#include "platform/desktop/SystemClocks.h"
+#include "platform/pipewire/PipeWireAudioSystem.h"
+#include "platform/simulated/LoopbackAudioSystem.h"
+#include "reader/ReaderStore.h"
+#include "timecode/TimecodeRenderClock.h"
+
+Q_IMPORT_QML_PLUGIN(TallyrigPlugin)
+
+namespace {
+
+using namespace tallyrig;
+
+/// Without a graphics card Qt would draw through an emulated one, which costs far more than its own renderer. A choice
+/// that the user made by Qt's own settings stands.
+void chooseRenderer() {
+  for (const char* variable : {"QT_QUICK_BACKEND", "QSG_RHI_BACKEND"})
+    if (qEnvironmentVariableIsSet(variable)) return;
+  std::error_code error;
+  for (const auto& node : std::filesystem::directory_iterator("/dev/dri", error))
+    if (node.path().filename().native().starts_with("renderD")) return;
+  QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  TerminationSignals terminationSignals;
+  chooseRenderer();
+  QGuiApplication application(argc, argv);
+  QGuiApplication::setApplicationName("Tallyrig");
+  QGuiApplication::setApplicationVersion(TALLYRIG_VERSION);
+  QGuiApplication::setDesktopFileName("tallyrig");
+  QGuiApplication::setWindowIcon(QIcon(":/qt/qml/Tallyrig/icons/tallyrig.svg"));
+  QGuiApplication::setFont(interfaceFont());
+  const QPalette systemPalette = QGuiApplication::palette();
+
+  const SystemHostClock clock;
+  const SystemWallClock wallClock;
+  Log log(clock, wallClock);
+  AsioScheduler scheduler;
+  SettingsPreferences preferences;
+  LocalFileSystem files;
+  PipeWireAudioSystem soundServer(scheduler.mainQueue(), log);
+  LoopbackAudioSystem loopback(clock);
+  FailoverAudioSystem audio(soundServer, loopback, log);
+
+  DeviceRegistry registry(audio, log);
+  LTCAudioInputHub hub(audio, scheduler, log);
+  const ReaderServices services{clock, wallClock, scheduler, log, registry, hub};
+  ReaderStore store(services, preferences, files);
+  TimecodeRenderClock renderClock(clock, scheduler, log);
+
+  SettingsForms forms(store, services);
+  SoundServerWatch soundServerWatch(audio, registry, hub);
+  Appearance appearance(store, systemPalette);
+  QQmlApplicationEngine engine;
+  engine.addImportPath("qrc:/qt/qml");
+  engine.setInitialProperties({{"store", QVariant::fromValue(&store)},
+                               {"renderClock", QVariant::fromValue(&renderClock)},
+                               {"forms", QVariant::fromValue(&forms)},
+                               {"soundServer", QVariant::fromValue(&soundServerWatch)},
+                               {"appearance", QVariant::fromValue(&appearance)}});
+  engine.load(QUrl("qrc:/qt/qml/Tallyrig/MainWindow.qml"));
+  if (engine.rootObjects().isEmpty()) return 1;
+
+  QObject::connect(&application, &QGuiApplication::aboutToQuit, &store, &ReaderStore::saveReaders);
+  QObject::connect(&terminationSignals, &TerminationSignals::requested, &application, &QGuiApplication::quit);
+  terminationSignals.listen();
+  return QGuiApplication::exec();
+}

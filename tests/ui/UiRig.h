@@ -1,0 +1,69 @@
+#pragma once
+
+#include <QQmlApplicationEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/Appearance.h"
+#include "app/SettingsForms.h"
+#include "app/SoundServerWatch.h"
+#include "support/Wall.h"
+#include "timecode/TimecodeRenderClock.h"
+
+namespace tallyrig {
+
+/// The program's window over a simulated world, drawn by the software renderer and driven by mouse and keyboard. Time
+/// passes in the world only when a test says so; what the window has queued runs with it.
+class UiRig {
+ public:
+  explicit UiRig(const SimulatedWorld::Options& options = {});
+  ~UiRig();
+
+  /// Builds the engine and shows the window. Devices and files are put into the world before.
+  void open();
+  /// Lets time pass and draws the window, which is when its views take their places.
+  void runFor(std::chrono::nanoseconds duration);
+  /// Lets time pass without drawing.
+  void runUnseen(std::chrono::nanoseconds duration);
+
+  /// The visible item of that object name, also inside popups; null if there is none.
+  QQuickItem* find(const QString& name, QQuickItem* below = nullptr) const;
+  std::vector<QQuickItem*> findAll(const QString& name, QQuickItem* below = nullptr) const;
+  QString text(const QString& name, QQuickItem* below = nullptr) const;
+
+  void click(QQuickItem* item);
+  void clickAt(QPoint point);
+  void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {});
+  void type(const QString& text);
+  /// Opens a menu and clicks on the entry of that text.
+  void choose(const QString& menu, const QString& entry);
+
+  /// What the window shows now.
+  QImage picture();
+  QColor pixel(QQuickItem* item, QPointF within);
+
+  ReaderStore& store() { return *wall.store; }
+  ReaderInstance& card(std::size_t index) { return wall.card(index); }
+  QQuickItem* tile(std::size_t index) const { return findAll("tile").at(index); }
+  bool popoverIsOpen() const { return find("apply") != nullptr; }
+
+  Wall wall;
+  std::optional<TimecodeRenderClock> renderClock;
+  std::optional<SettingsForms> forms;
+  std::optional<SoundServerWatch> soundServer;
+  std::optional<Appearance> appearance;
+  std::optional<QQmlApplicationEngine> engine;
+  QQuickWindow* window = nullptr;
+
+ private:
+  void settle();
+};
+
+/// Warnings that Qt has printed since the start of the test, such as a binding on an object that has gone.
+std::vector<std::string>& qtWarnings();
+
+}  // namespace tallyrig

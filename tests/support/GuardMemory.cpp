@@ -7,10 +7,12 @@
 
 #include "support/GuardInterposition.h"
 
-/// From the sanitizers' run-time library; its header is not part of the compiler's package.
+// From the sanitizers' run-time library; its header is not part of the compiler's package.
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are given
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void* memory,
                                                                            std::size_t size),
                                                          void (*freeing)(const volatile void* memory));
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace tallyrig::guard {
 
@@ -73,6 +75,7 @@ extern "C" void* alignedNewArray(std::size_t size, std::size_t alignment) {
 
 #else
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are given
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void __libc_free(void* memory);
@@ -80,6 +83,7 @@ void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace tallyrig::guard {
 namespace {

@@ -9,6 +9,7 @@
 #include "support/RealtimeGuard.h"
 
 /// The C library's own sigaction, past a sanitizer's, which may put a handler off until the next call of its own.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is given
 extern "C" int __sigaction(int signal, const struct sigaction* action, struct sigaction* previous) noexcept;
 
 namespace tallyrig::guard {

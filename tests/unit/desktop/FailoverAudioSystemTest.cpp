@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "platform/desktop/SystemClocks.h"
-#include "support/RecordedLog.h"
 
 namespace tallyrig {
 namespace {
@@ -75,7 +74,7 @@ class FailoverAudioSystemTest : public testing::Test {
     make();
   }
 
-  void make() { system_.emplace(server_, fallback_, log_.log()); }
+  void make() { system_.emplace(server_, fallback_, log_); }
   void loseServer() {
     server_.available = false;
     server_.changed();
@@ -87,7 +86,9 @@ class FailoverAudioSystemTest : public testing::Test {
   AudioDeviceID loopbackID() const { return system_->devices().at(0).id; }
 
   SystemHostClock clock_;
-  RecordedLog log_{clock_};
+  SystemWallClock wallClock_;
+  std::vector<std::string> lines_;
+  Log log_{clock_, wallClock_, [this](std::string_view line) { lines_.emplace_back(line); }};
   FakeSystem server_;
   FakeSystem fallback_;
   std::optional<FailoverAudioSystem> system_;
@@ -121,7 +122,7 @@ TEST_F(FailoverAudioSystemTest, WithoutAServerItIsTheLoopbackAndSaysSo) {
   std::unique_ptr<AudioIO> io;
   EXPECT_EQ(system_->createIO(loopbackID(), {}, io), kPlatformOk);
   EXPECT_EQ(fallback_.openIOs, 1);
-  EXPECT_THAT(log_.lines, testing::IsEmpty());
+  EXPECT_THAT(lines_, testing::IsEmpty());
 }
 
 TEST_F(FailoverAudioSystemTest, TheIdsOfTheTwoSidesNeverMeet) {
@@ -150,8 +151,8 @@ TEST_F(FailoverAudioSystemTest, EachChangeOfSidesIsToldAndLoggedOnce) {
   server_.changed();
   restoreServer();
   EXPECT_EQ(first, (std::vector<std::string>{"Loopback", "Interface"}));
-  EXPECT_EQ(log_.lines, (std::vector<std::string>{"AudioSystem: sound server lost, using the built-in loopback",
-                                                  "AudioSystem: sound server available"}));
+  EXPECT_EQ(lines_, (std::vector<std::string>{"AudioSystem: sound server lost, using the built-in loopback",
+                                              "AudioSystem: sound server available"}));
 }
 
 TEST_F(FailoverAudioSystemTest, OnlyChangesOfTheSideInUseAreTold) {

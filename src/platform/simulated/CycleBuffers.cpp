@@ -46,14 +46,16 @@ void CycleBuffers::write(std::size_t channel, std::span<const float> samples) {
   const Channel place = channels_[channel];
   const std::size_t stride = buffers_[place.buffer].channelCount;
   float* target = stores_[place.buffer].samples.data() + place.offset;
-  for (std::size_t i = 0; i < samples.size(); ++i) target[i * stride] = samples[i];
+  const float* source = samples.data();
+  for (const float* end = source + samples.size(); source != end; target += stride) *target = *source++;
 }
 
 void CycleBuffers::addTo(std::span<float> sum, std::size_t channel) const {
   const Channel place = channels_[channel];
   const std::size_t stride = buffers_[place.buffer].channelCount;
   const float* source = stores_[place.buffer].samples.data() + place.offset;
-  for (std::size_t i = 0; i < sum.size(); ++i) sum[i] += source[i * stride];
+  float* target = sum.data();
+  for (const float* end = target + sum.size(); target != end; source += stride) *target++ += *source;
 }
 
 }  // namespace tallyrig

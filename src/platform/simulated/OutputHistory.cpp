@@ -21,8 +21,8 @@ void OutputHistory::write(std::int64_t position, std::span<const float> samples)
   const auto kept = samples.subspan(skipped);
   const std::size_t start = index(position + static_cast<std::int64_t>(skipped));
   const std::size_t untilWrap = std::min(kept.size(), ring_.size() - start);
-  std::copy_n(kept.begin(), untilWrap, ring_.begin() + static_cast<std::ptrdiff_t>(start));
-  std::copy(kept.begin() + static_cast<std::ptrdiff_t>(untilWrap), kept.end(), ring_.begin());
+  std::copy_n(kept.data(), untilWrap, ring_.data() + start);
+  std::copy_n(kept.data() + untilWrap, kept.size() - untilWrap, ring_.data());
   end_ = std::max(end_, position + static_cast<std::int64_t>(samples.size()));
 }
 
@@ -30,13 +30,13 @@ void OutputHistory::read(std::int64_t position, std::span<float> samples) const 
   const std::int64_t end = position + static_cast<std::int64_t>(samples.size());
   const std::int64_t first = std::clamp(end_ - static_cast<std::int64_t>(ring_.size()), position, end);
   const std::int64_t last = std::clamp(end_, first, end);
-  auto target = std::fill_n(samples.begin(), first - position, 0.0f);
+  float* target = std::fill_n(samples.data(), first - position, 0.0f);
   const std::size_t start = index(first);
   const auto count = static_cast<std::size_t>(last - first);
   const std::size_t untilWrap = std::min(count, ring_.size() - start);
-  target = std::copy_n(ring_.begin() + static_cast<std::ptrdiff_t>(start), untilWrap, target);
-  target = std::copy_n(ring_.begin(), count - untilWrap, target);
-  std::fill(target, samples.end(), 0.0f);
+  target = std::copy_n(ring_.data() + start, untilWrap, target);
+  target = std::copy_n(ring_.data(), count - untilWrap, target);
+  std::fill(target, samples.data() + samples.size(), 0.0f);
 }
 
 }  // namespace tallyrig

@@ -19,7 +19,7 @@ SimulatedCable::SimulatedCable(OutputHistory& history, const DeviceTimeline& sou
       source_(source),
       destination_(destination),
       options_(options),
-      noise_(static_cast<std::uint32_t>(seed)) {
+      noiseState_(static_cast<std::uint32_t>(seed) | 1) {
   setDelay(options.delay);
 }
 
@@ -31,16 +31,28 @@ void SimulatedCable::setDelay(std::int64_t samples) {
 void SimulatedCable::addTo(std::span<float> sum, std::int64_t position) {
   if (isCut_) return;
   std::array<float, kBlock> block;
-  for (std::size_t done = 0; done < sum.size();) {
-    const std::span<float> samples(block.data(), std::min(kBlock, sum.size() - done));
-    fetch(samples, position + static_cast<std::int64_t>(done));
-    for (const float sample : samples) sum[done++] += sample * options_.gain;
+  for (std::size_t done = 0; done < sum.size(); done += kBlock) {
+    const std::size_t count = std::min(kBlock, sum.size() - done);
+    fetch({block.data(), count}, position + static_cast<std::int64_t>(done));
+    const float* source = block.data();
+    float* target = sum.data() + done;
+    for (const float* end = source + count; source != end; ++source) *target++ += *source * options_.gain;
   }
-  if (options_.noise <= 0) return;
-  // A uniform distribution over -w to w has the root mean square w / sqrt(3).
-  const float scale = 2 * options_.noise * std::sqrt(3.0f) / static_cast<float>(std::minstd_rand::max());
-  const float middle = options_.noise * std::sqrt(3.0f);
-  for (float& sample : sum) sample += static_cast<float>(noise_()) * scale - middle;
+  if (options_.noise > 0) addNoise(sum);
+}
+
+/// A uniform distribution over -w to w has the root mean square w / sqrt(3). Marsaglia's xorshift draws it.
+void SimulatedCable::addNoise(std::span<float> sum) {
+  const float scale = options_.noise * std::sqrt(3.0f) / 2147483648.0f;
+  std::uint32_t state = noiseState_;
+  float* target = sum.data();
+  for (const float* end = target + sum.size(); target != end; ++target) {
+    state ^= state << 13;
+    state ^= state >> 17;
+    state ^= state << 5;
+    *target += static_cast<float>(static_cast<std::int32_t>(state)) * scale;
+  }
+  noiseState_ = state;
 }
 
 std::int64_t SimulatedCable::samplesNeeded() const {
@@ -73,10 +85,12 @@ void SimulatedCable::interpolate(std::span<float> samples, DeviceTimeline::Place
       first.position - options_.delay - static_cast<std::int64_t>(SincKernel::kTapsAfter) + 1;
   window_.resize(static_cast<std::size_t>(end.position - first.position) + SincKernel::kTaps + 2);
   readHolding(window_, windowStart);
+  const float* window = window_.data();
+  float* target = samples.data();
   for (std::size_t i = 0; i < samples.size(); ++i) {
     const double along = first.fraction + step * static_cast<double>(i);
     const auto whole = static_cast<std::size_t>(along);
-    samples[i] = kernel.at(window_.data() + whole, along - static_cast<double>(whole));
+    target[i] = kernel.at(window + whole, along - static_cast<double>(whole));
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <random>
 #include <span>
 #include <vector>
 
@@ -54,6 +53,7 @@ class SimulatedCable {
  private:
   static constexpr std::size_t kBlock = 64;
 
+  void addNoise(std::span<float> sum);
   void fetch(std::span<float> samples, std::int64_t position);
   void interpolate(std::span<float> samples, DeviceTimeline::Place first, DeviceTimeline::Place end);
   void readHolding(std::span<float> samples, std::int64_t position) const;
@@ -65,7 +65,7 @@ class SimulatedCable {
   const DeviceTimeline& destination_;
   SimulatedCableOptions options_;
   bool isCut_ = false;
-  std::minstd_rand noise_;
+  std::uint32_t noiseState_;
   std::unique_ptr<SincKernel> kernel_;
   double kernelCutoff_ = 0;
   std::vector<float> window_;

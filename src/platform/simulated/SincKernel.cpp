@@ -39,14 +39,14 @@ float SincKernel::at(const float* samples, double fraction) const noexcept {
   const auto blend = static_cast<float>(phase - static_cast<double>(row));
   const float* first = rows_.data() + row * kTaps;
   const float* second = first + kTaps;
-  float sums[4] = {};
+  float sum0 = 0, sum1 = 0, sum2 = 0, sum3 = 0;
   for (std::size_t tap = 0; tap < kTaps; tap += 4) {
-    for (std::size_t lane = 0; lane < 4; ++lane) {
-      const float weight = first[tap + lane] + blend * (second[tap + lane] - first[tap + lane]);
-      sums[lane] += samples[tap + lane] * weight;
-    }
+    sum0 += samples[tap] * (first[tap] + blend * (second[tap] - first[tap]));
+    sum1 += samples[tap + 1] * (first[tap + 1] + blend * (second[tap + 1] - first[tap + 1]));
+    sum2 += samples[tap + 2] * (first[tap + 2] + blend * (second[tap + 2] - first[tap + 2]));
+    sum3 += samples[tap + 3] * (first[tap + 3] + blend * (second[tap + 3] - first[tap + 3]));
   }
-  return (sums[0] + sums[1]) + (sums[2] + sums[3]);
+  return (sum0 + sum1) + (sum2 + sum3);
 }
 
 }  // namespace tallyrig

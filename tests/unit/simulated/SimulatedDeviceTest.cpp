@@ -133,6 +133,27 @@ TEST(SimulatedDevice, TheInputStampIsThatOfTheCycleBefore) {
   }
 }
 
+TEST(SimulatedDevice, ComesAtTheInstantOfItsOutputStampAndNeverBefore) {
+  for (const TickRatio tick : {TickRatio{1, 1}, TickRatio{125, 3}}) {
+    SimulatedWorld world({.tick = tick});
+    SimulatedDevice& device = world.audio().addDevice({.inputGroups = {1}, .rate = 44100, .quantum = 100});
+    std::uint64_t early = 0, late = 0;
+    std::unique_ptr<AudioIO> io;
+    world.audio().createIO(
+        device.id(),
+        [&](const AudioCycle& cycle) {
+          early = std::max(early, (cycle.outputTime.hostTime - world.clock().now()).ticks);
+          late = std::max(late, (world.clock().now() - cycle.outputTime.hostTime).ticks);
+        },
+        io);
+    io->start();
+    world.runFor(2s);
+    EXPECT_EQ(early, 0u);
+    EXPECT_LE(late, 1u) << "a cycle comes at the next whole nanosecond";
+    EXPECT_EQ(device.counters().cycles, 882);
+  }
+}
+
 TEST(SimulatedDevice, RunsTheCyclesOfAnHourAtItsOwnRate) {
   for (const double ppm : {0.0, 100.0, -250.0}) {
     SimulatedWorld world;

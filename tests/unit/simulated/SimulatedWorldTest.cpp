@@ -65,6 +65,42 @@ TEST(SimulatedWorld, KeepsPreferencesAndCountsWrites) {
   EXPECT_EQ(world.preferences().writeCount(), 1);
 }
 
+/// All that happens in a second of two jittery devices with a noisy cable and two timers, by name and instant.
+std::string history(std::uint64_t seed) {
+  SimulatedWorld world({.seed = seed});
+  std::string result;
+  const auto note = [&](const char* what) {
+    result += what;
+    result += std::to_string(world.clock().now().ticks);
+  };
+  SimulatedDevice& from = world.audio().addDevice({.outputGroups = {1}, .quantum = 960});
+  SimulatedDevice& to = world.audio().addDevice({.inputGroups = {1}, .outputGroups = {1}, .quantum = 480});
+  world.audio().connect(from, 0, to, 0, {.noise = 0.5f});
+  float heard = 0;
+  std::unique_ptr<AudioIO> plays, hears;
+  world.audio().createIO(
+      from.id(), [](const AudioCycle&) {}, plays);
+  world.audio().createIO(
+      to.id(), [&](const AudioCycle& cycle) { heard = cycle.input[0].data[0]; }, hears);
+  to.onOutput(0, [&](std::int64_t, std::span<const float>) { note(std::to_string(heard).append("@").c_str()); });
+  from.setJitter(1ms);
+  to.setJitter(1ms);
+  plays->start();
+  hears->start();
+  const auto queue = world.scheduler().makeQueue("q", QueuePriority::kUserInitiated);
+  const auto exact = queue->repeat({.interval = 10ms}, [&] { note(" exact "); });
+  const auto loose = world.scheduler().mainQueue().repeat({.interval = 10ms, .leeway = 2ms}, [&] { note(" loose "); });
+  world.runFor(1s);
+  return result;
+}
+
+TEST(SimulatedWorld, RepeatsARunFromItsSeed) {
+  const std::string first = history(77);
+  EXPECT_GT(first.size(), 5000u);
+  EXPECT_EQ(first, history(77));
+  EXPECT_NE(first, history(78));
+}
+
 TEST(SimulatedWorld, LivesThroughAnHourOfTimersInWellUnderAnHour) {
   SimulatedWorld world;
   const auto queue = world.scheduler().makeQueue("q", QueuePriority::kUserInitiated);

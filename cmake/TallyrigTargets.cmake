@@ -6,6 +6,10 @@ set(TALLYRIG_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-c
 if(TALLYRIG_SANITIZE STREQUAL "address")
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
   add_link_options(-fsanitize=address,undefined)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # Lets libFuzzer see which inputs reach new code.
+    add_compile_options(-fsanitize=fuzzer-no-link)
+  endif()
 elseif(TALLYRIG_SANITIZE STREQUAL "thread")
   add_compile_options(-fsanitize=thread -fno-omit-frame-pointer -O1)
   # GCC's thread checker does not model stand-alone fences; none of our own code uses them, Asio's headers do.
@@ -44,4 +48,28 @@ function(tallyrig_test name)
     set(ARG_TIMEOUT 300)
   endif()
   set_tests_properties(${name} PROPERTIES LABELS ${ARG_RING} TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${ARG_ENVIRONMENT}")
+endfunction()
+
+# tallyrig_fuzz(<name> SOURCES <files> LINKS <libraries> CORPUS <folder> MUTATIONS <count>)
+#
+# A program around `LLVMFuzzerTestOneInput` and one ctest entry, labelled fuzz: the kept inputs of the folder and as many
+# mutations of them as take about 10 s, from a fixed seed. Under clang the target is libFuzzer's, and the same count
+# bounds its run; a longer hunt is the same program with other arguments.
+function(tallyrig_fuzz name)
+  cmake_parse_arguments(ARG "" "CORPUS;MUTATIONS" "SOURCES;LINKS" ${ARGN})
+  set(corpus ${CMAKE_CURRENT_SOURCE_DIR}/${ARG_CORPUS})
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
+  target_compile_options(${name} PRIVATE ${TALLYRIG_WARNINGS})
+  target_link_libraries(${name} PRIVATE ${ARG_LINKS})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    set(found ${CMAKE_CURRENT_BINARY_DIR}/${name}-found)
+    file(MAKE_DIRECTORY ${found})
+    add_test(NAME ${name} COMMAND ${name} -runs=${ARG_MUTATIONS} -seed=1 ${found} ${corpus})
+  else()
+    target_link_libraries(${name} PRIVATE tallyrig_fuzz_driver)
+    add_test(NAME ${name} COMMAND ${name} --mutations=${ARG_MUTATIONS} --seed=1 ${corpus})
+  endif()
+  set_tests_properties(${name} PROPERTIES LABELS fuzz TIMEOUT 300)
 endfunction()

@@ -93,7 +93,7 @@ TEST(SimulatedCable, LoopsAnImpulseToTheSameSampleOfTheNextCycle) {
         world.audio().addDevice({.inputGroups = {2}, .outputGroups = {3}, .quantum = quantum, .driftPpm = -80});
     world.audio().connect(device, 2, device, 1);
     DeviceClientForTests client(world.audio(), device.id(), 100);
-    client.heard.reserve(5 * quantum);
+    client.heard.reserve(std::size_t{5} * quantum);
     client.listenTo = 1;
     client.playOn = 2;
     client.player = [](std::size_t cycle, std::uint32_t index) {
@@ -136,9 +136,10 @@ TEST(SimulatedCable, IsSilentWhileItIsCut) {
   cable.restore();
   world.runFor(100ms);
   ASSERT_EQ(client.count, 30u);
-  EXPECT_NE(client.heard[9 * 480], 0.0f);
-  for (std::size_t i = 10 * 480; i < 20 * 480; ++i) ASSERT_EQ(client.heard[i], 0.0f);
-  EXPECT_NEAR(client.heard[20 * 480], 0.5f, 0.02f);
+  constexpr std::size_t kCycle = 480;
+  EXPECT_NE(client.heard[9 * kCycle], 0.0f);
+  for (std::size_t i = 10 * kCycle; i < 20 * kCycle; ++i) ASSERT_EQ(client.heard[i], 0.0f);
+  EXPECT_NEAR(client.heard[20 * kCycle], 0.5f, 0.02f);
 }
 
 TEST(SimulatedCable, AddsWhiteNoiseOfTheLevelAsked) {

@@ -106,6 +106,7 @@ TEST(SimulatedWorld, LivesThroughAnHourOfTimersInWellUnderAnHour) {
   const auto queue = world.scheduler().makeQueue("q", QueuePriority::kUserInitiated);
   int fired = 0;
   std::vector<std::unique_ptr<RepeatingTimer>> timers;
+  timers.reserve(4);
   for (int i = 0; i < 4; ++i) {
     timers.push_back(queue->repeat({.interval = 10ms, .leeway = 1ms}, [&] { ++fired; }));
   }

@@ -116,6 +116,10 @@ void PipeWireRig::waitForNode(const std::string& name, int inPorts, int outPorts
   });
 }
 
+void PipeWireRig::waitForNoNode(const std::string& name) {
+  client_->waitFor("the end of the node " + name, [&] { return !client_->hasNode(name); });
+}
+
 std::unique_ptr<RigSound> PipeWireRig::play(const std::string& node, const std::vector<int>& ports,
                                             RigSamples samples) {
   return RigSound::play(*client_, node, ports, std::move(samples));

@@ -25,7 +25,7 @@ class PipeWireRig {
     /// Frames per cycle.
     int quantum = 1024;
     /// Rates that the server may change to while nothing runs, besides `rate`.
-    std::vector<int> otherRates;
+    std::vector<int> otherRates = {};
     /// With a session manager, which gives the devices their ports, and a message bus for it.
     bool sessionManager = false;
     /// False to begin with no server at all.
@@ -59,6 +59,7 @@ class PipeWireRig {
   void set(const std::string& key, const std::string& value);
   /// Waits until the server has a node of that name with at least that many ports on either side.
   void waitForNode(const std::string& name, int inPorts, int outPorts);
+  void waitForNoNode(const std::string& name);
 
   /// As `RigSound`'s. Must go before the server is killed.
   std::unique_ptr<RigSound> play(const std::string& node, const std::vector<int>& ports, RigSamples samples);

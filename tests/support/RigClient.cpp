@@ -164,7 +164,7 @@ void RigClient::configurePorts(const RigDevice& device, pw_proxy* node) const {
 void RigClient::remove(const std::string& name) {
   pw_thread_loop_lock(loop_);
   if (const auto device = devices_.find(name); device != devices_.end()) {
-    pw_core_destroy(core_, device->second);
+    pw_proxy_destroy(device->second);
     devices_.erase(device);
   }
   pw_thread_loop_unlock(loop_);

@@ -42,6 +42,8 @@ class RigClient {
 
   /// The ports of the node of that name; empty without one. Under the lock.
   std::vector<GraphPort> ports(const std::string& nodeName, PortDirection direction) const;
+  /// Under the lock.
+  bool hasNode(const std::string& name) const { return nodeNamed(name) != nullptr; }
   /// Runs what comes from the server until `condition` holds; it is called under the lock.
   void waitFor(const std::string& what, const std::function<bool()>& condition,
                std::chrono::milliseconds limit = kLimit);

@@ -12,9 +12,9 @@ struct RigDevice {
   Kind kind = Kind::kDuplex;
   /// The node's name: one at a time.
   std::string name;
-  std::string description;
+  std::string description = {};
   int channels = 2;
-  std::map<std::string, std::string> properties;
+  std::map<std::string, std::string> properties = {};
 };
 
 }  // namespace tallyrig

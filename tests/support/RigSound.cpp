@@ -118,13 +118,13 @@ class RigSound::Filter {
   }
 
   void process(const spa_io_clock& clock) {
-    if (done_) return;
-    if (started_ && clock.position == position_) return;
     const auto frames = static_cast<std::size_t>(clock.duration);
+    // Always: a buffer that is not given back is missing at the other end.
     for (std::size_t channel = 0; channel < ports_.size(); ++channel) {
       buffers_[channel] =
           static_cast<float*>(pw_filter_get_dsp_buffer(ports_[channel], static_cast<std::uint32_t>(frames)));
     }
+    if (done_ || (started_ && clock.position == position_)) return;
     const bool linked = std::ranges::find(buffers_, nullptr) == buffers_.end();
     if (!started_ && !linked) return;
     if (!started_) {

@@ -99,10 +99,11 @@ void DeviceFilter::stateChanged(void* self, pw_filter_state, pw_filter_state now
 void DeviceFilter::process(const spa_io_position& position) {
   const PipeWireConnection::DataThreadScope scope(connection_);
   const spa_io_clock& clock = position.clock;
-  if (clock.rate.num == 0 || clock.rate.denom == 0 || clock.duration == 0) return;
-  const std::uint32_t rate = clock.rate.denom / clock.rate.num;
+  const std::uint32_t rate = clock.rate.num == 0 ? 0 : clock.rate.denom / clock.rate.num;
   const auto frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(clock.duration, kMaximumFrames + 1));
-  if (rate == 0 || frames > kMaximumFrames) return;
+  // Even where nobody listens: a buffer that is not given back is missing at the device for ever.
+  takeInputs(frames);
+  if (rate == 0 || frames == 0 || frames > kMaximumFrames) return;
 
   // After a stall the server can wake its clients twice for one cycle.
   if (clock.id == clockId_ && clock.position == clockPosition_) return;
@@ -114,7 +115,7 @@ void DeviceFilter::process(const spa_io_position& position) {
   observedRate_.store(rate, std::memory_order_release);
   if (!running_) return;
 
-  fillBuffers(frames);
+  takeOutputs(frames);
   // The nominal start of the cycle, not the time of waking: what is recorded in this cycle was at the connector one
   // cycle earlier, what is played now is there from the start of the cycle. Latencies of converters and cables are
   // left out: a time stamp means the server's own instant, the same on both sides.
@@ -125,12 +126,16 @@ void DeviceFilter::process(const spa_io_position& position) {
              .outputTime = {.hostTime = {clock.nsec}, .hostTimeValid = true}});
 }
 
-void DeviceFilter::fillBuffers(std::uint32_t frames) {
+void DeviceFilter::takeInputs(std::uint32_t frames) {
   const auto bytes = static_cast<std::uint32_t>(frames * sizeof(float));
   for (std::size_t channel = 0; channel < inputs_.size(); ++channel) {
     auto* data = static_cast<float*>(pw_filter_get_dsp_buffer(inputPorts_[channel], frames));
     inputs_[channel] = {.channelCount = 1, .byteSize = bytes, .data = data != nullptr ? data : silence_.data()};
   }
+}
+
+void DeviceFilter::takeOutputs(std::uint32_t frames) {
+  const auto bytes = static_cast<std::uint32_t>(frames * sizeof(float));
   for (std::size_t channel = 0; channel < outputs_.size(); ++channel) {
     auto* data = static_cast<float*>(pw_filter_get_dsp_buffer(outputPorts_[channel], frames));
     if (data == nullptr) data = drain_.data();

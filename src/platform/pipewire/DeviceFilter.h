@@ -67,7 +67,8 @@ class DeviceFilter {
  private:
   void addPorts(int count, spa_direction direction, std::vector<void*>& ports);
   void process(const spa_io_position& position);
-  void fillBuffers(std::uint32_t frames);
+  void takeInputs(std::uint32_t frames);
+  void takeOutputs(std::uint32_t frames);
 
   static void stateChanged(void* self, pw_filter_state before, pw_filter_state now, const char* error);
 

@@ -25,7 +25,7 @@ class PipeWireAudioSystem::Published : public std::enable_shared_from_this<Publi
     {
       const std::lock_guard lock(mutex_);
       state_ = state;
-      if (std::exchange(noticePosted_, true)) return;
+      if (!announcing_ || std::exchange(noticePosted_, true)) return;
     }
     mainQueue_.post([weak = weak_from_this()] {
       if (const auto self = weak.lock()) self->notify();
@@ -33,6 +33,13 @@ class PipeWireAudioSystem::Published : public std::enable_shared_from_this<Publi
   }
 
   // Main thread.
+
+  /// The first list is no change.
+  void beginAnnouncing() {
+    const std::lock_guard lock(mutex_);
+    announcing_ = true;
+  }
+
   AudioGraph::State state() const {
     const std::lock_guard lock(mutex_);
     return state_;
@@ -62,6 +69,7 @@ class PipeWireAudioSystem::Published : public std::enable_shared_from_this<Publi
   SerialQueue& mainQueue_;
   mutable std::mutex mutex_;
   AudioGraph::State state_;
+  bool announcing_ = false;
   bool noticePosted_ = false;
   std::map<int, std::shared_ptr<std::function<void()>>> observers_;
   int nextObserver_ = 0;
@@ -73,6 +81,7 @@ PipeWireAudioSystem::PipeWireAudioSystem(SerialQueue& mainQueue, Log& log)
           .changed = [published = published_](const AudioGraph::State& state) { published->set(state); },
           .log = [&log](const std::string& text) { log.line(text); }})) {
   graph_->open(kFirstListLimit);
+  published_->beginAnnouncing();
 }
 
 PipeWireAudioSystem::~PipeWireAudioSystem() {

@@ -60,7 +60,7 @@ class PortLinks::Link {
   void become(State state) {
     if (state_ == State::kGone) return;
     state_ = state;
-    owner_.changed_();
+    if (owner_.isSettled()) owner_.changed_();
   }
 
   PortLinks& owner_;

@@ -23,7 +23,7 @@ class PortLinks {
     GraphPort to;
   };
 
-  /// `changed` is called, under the lock, when a link has been made or has gone.
+  /// `changed` is called, under the lock, when the last link has been made or refused, and when one has gone.
   explicit PortLinks(std::function<void()> changed);
   ~PortLinks();
   PortLinks(const PortLinks&) = delete;

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/pipewire/PipeWireAudioSystem.h"
+#include "support/PipeWireRig.h"
+#include "support/PumpedQueue.h"
+#include "support/RationalHostClock.h"
+#include "support/RecordedLog.h"
+
+namespace tallyrig {
+
+/// A private sound server and the audio system opposite it, on the test's own thread.
+class PipeWireFixture : public testing::Test {
+ protected:
+  using Kind = RigDevice::Kind;
+
+  void startRig(const PipeWireRig::Options& options) {
+    rig_.emplace(options);
+    rig_->enter();
+  }
+
+  void openSystem() { system_ = std::make_unique<PipeWireAudioSystem>(queue_, log_); }
+
+  void addDevice(Kind kind, const std::string& name, int channels,
+                 const std::map<std::string, std::string>& properties = {}) {
+    rig_->add(
+        {.kind = kind, .name = name, .description = "The " + name, .channels = channels, .properties = properties});
+  }
+
+  std::optional<AudioDeviceDescription> find(const std::string& name) const {
+    for (const auto& device : system_->devices()) {
+      if (device.name == "The " + name) return device;
+    }
+    return std::nullopt;
+  }
+
+  /// Waits until the system lists the device; its description, or a failure of the test and an empty one.
+  AudioDeviceDescription listed(const std::string& name) {
+    EXPECT_TRUE(queue_.runUntil([&] { return find(name).has_value(); })) << name << " is not listed";
+    return find(name).value_or(AudioDeviceDescription{});
+  }
+
+  bool vanishes(const std::string& name) {
+    return queue_.runUntil([&] { return !find(name).has_value(); });
+  }
+
+  std::unique_ptr<AudioIO> openIO(const std::string& name, AudioCycleCallback callback) {
+    std::unique_ptr<AudioIO> io;
+    EXPECT_EQ(system_->createIO(listed(name).id, std::move(callback), io), kPlatformOk) << name;
+    return io;
+  }
+
+  int logged(std::string_view text) const {
+    const std::lock_guard lock(linesMutex_);
+    return static_cast<int>(
+        std::ranges::count_if(lines_, [&](const std::string& line) { return line.find(text) != std::string::npos; }));
+  }
+
+  std::optional<PipeWireRig> rig_;
+  PumpedQueue queue_;
+  std::unique_ptr<PipeWireAudioSystem> system_;
+
+ private:
+  mutable std::mutex linesMutex_;
+  std::vector<std::string> lines_;
+  RationalHostClock clock_;
+  MidnightWallClock wallClock_;
+  Log log_{clock_, wallClock_, [this](std::string_view line) {
+             const std::lock_guard lock(linesMutex_);
+             lines_.emplace_back(line);
+           }};
+};
+
+}  // namespace tallyrig

@@ -120,9 +120,9 @@ void PipeWireRig::waitForNoNode(const std::string& name) {
   client_->waitFor("the end of the node " + name, [&] { return !client_->hasNode(name); });
 }
 
-std::unique_ptr<RigSound> PipeWireRig::play(const std::string& node, const std::vector<int>& ports,
-                                            RigSamples samples) {
-  return RigSound::play(*client_, node, ports, std::move(samples));
+std::unique_ptr<RigSound> PipeWireRig::play(const std::string& node, const std::vector<int>& ports, RigSamples samples,
+                                            int rate) {
+  return RigSound::play(*client_, node, ports, std::move(samples), rate);
 }
 
 std::unique_ptr<RigSound> PipeWireRig::record(const std::string& node, const std::vector<int>& ports,

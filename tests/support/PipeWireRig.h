@@ -62,7 +62,8 @@ class PipeWireRig {
   void waitForNoNode(const std::string& name);
 
   /// As `RigSound`'s. Must go before the server is killed.
-  std::unique_ptr<RigSound> play(const std::string& node, const std::vector<int>& ports, RigSamples samples);
+  std::unique_ptr<RigSound> play(const std::string& node, const std::vector<int>& ports, RigSamples samples,
+                                 int rate = 0);
   std::unique_ptr<RigSound> record(const std::string& node, const std::vector<int>& ports, std::size_t frames);
 
   /// What server, session manager and bus have printed.

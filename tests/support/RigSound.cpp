@@ -39,8 +39,8 @@ RigSamples readSoundFile(const std::filesystem::path& path) {
 
 class RigSound::Filter {
  public:
-  Filter(RigClient& client, bool plays, RigSamples samples)
-      : client_(client), plays_(plays), samples_(std::move(samples)), frames_(samples_.front().size()) {
+  Filter(RigClient& client, bool plays, RigSamples samples, int rate = 0)
+      : client_(client), plays_(plays), rate_(rate), samples_(std::move(samples)), frames_(samples_.front().size()) {
     for (const auto& channel : samples_) frames_ = std::max(frames_, channel.size());
   }
 
@@ -94,7 +94,9 @@ class RigSound::Filter {
       };
       return table;
     }();
-    filter_ = pw_filter_new(client_.core(), name.c_str(), pw_properties_new(PW_KEY_NODE_NAME, name.c_str(), nullptr));
+    pw_properties* node = pw_properties_new(PW_KEY_NODE_NAME, name.c_str(), nullptr);
+    if (rate_ != 0) pw_properties_setf(node, PW_KEY_NODE_RATE, "1/%d", rate_);
+    filter_ = pw_filter_new(client_.core(), name.c_str(), node);
     pw_filter_add_listener(filter_, &hook_, &events, this);
     for (std::size_t channel = 0; channel < samples_.size(); ++channel) {
       pw_properties* properties = pw_properties_new(PW_KEY_FORMAT_DSP, "32 bit float mono audio", nullptr);
@@ -156,6 +158,7 @@ class RigSound::Filter {
 
   RigClient& client_;
   const bool plays_;
+  const int rate_;
   RigSamples samples_;
   std::size_t frames_;
   pw_filter* filter_ = nullptr;
@@ -178,8 +181,8 @@ RigSound::RigSound(std::unique_ptr<Filter> filter) : filter_(std::move(filter)) 
 RigSound::~RigSound() = default;
 
 std::unique_ptr<RigSound> RigSound::play(RigClient& client, const std::string& node, const std::vector<int>& ports,
-                                         RigSamples samples) {
-  auto filter = std::make_unique<Filter>(client, true, std::move(samples));
+                                         RigSamples samples, int rate) {
+  auto filter = std::make_unique<Filter>(client, true, std::move(samples), rate);
   filter->open(node, ports);
   return std::unique_ptr<RigSound>(new RigSound(std::move(filter)));
 }

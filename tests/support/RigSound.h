@@ -23,8 +23,9 @@ RigSamples readSoundFile(const std::filesystem::path& path);
 class RigSound {
  public:
   /// Plays `samples[n]` into the in-port number `ports[n]` of `node`, all from the same cycle on, then silence.
+  /// With a `rate` it asks the server to run at that many hertz.
   static std::unique_ptr<RigSound> play(RigClient& client, const std::string& node, const std::vector<int>& ports,
-                                        RigSamples samples);
+                                        RigSamples samples, int rate = 0);
   /// Records the out-ports `ports` of `node`, `frames` long. A sink's out-ports are its monitors.
   static std::unique_ptr<RigSound> record(RigClient& client, const std::string& node, const std::vector<int>& ports,
                                           std::size_t frames);

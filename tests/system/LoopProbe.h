@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/AudioSystem.h"
+#include "platform/HostClock.h"
 
 namespace tallyrig {
 
@@ -14,7 +15,8 @@ namespace tallyrig {
 /// back. On a device that loops its outputs to its inputs every sample tells when and where it was played.
 class LoopProbe {
  public:
-  LoopProbe(int channels, std::size_t cycles) : channels_(channels), cycles_(cycles) {
+  LoopProbe(const HostClock& clock, int channels, std::size_t cycles)
+      : clock_(clock), channels_(channels), cycles_(cycles) {
     for (auto& cycle : cycles_) cycle.first.resize(static_cast<std::size_t>(channels));
   }
 
@@ -23,6 +25,7 @@ class LoopProbe {
     const std::size_t index = count_.load(std::memory_order_relaxed);
     if (index == cycles_.size()) return;
     Record& record = cycles_[index];
+    record.calledAt = clock_.now().ticks;
     record.inputTime = cycle.inputTime.hostTime.ticks;
     record.outputTime = cycle.outputTime.hostTime.ticks;
     record.valid = cycle.inputTime.hostTimeValid && cycle.outputTime.hostTimeValid;
@@ -48,8 +51,8 @@ class LoopProbe {
     int exact = 0;
     /// Cycles in silence, before the first sound has come round.
     int silent = 0;
-    /// Cycles right after one that the server left out.
-    int afterGap = 0;
+    /// Cycles right after one that the machine was too busy for: left out by the server, or run after its end.
+    int afterStall = 0;
     int wrong = 0;
   };
 
@@ -64,8 +67,8 @@ class LoopProbe {
         ++verdict.wrong;
       } else if (record.silent) {
         ++verdict.silent;
-      } else if (index > 0 && !follows(cycles_[index - 1], record, rate)) {
-        ++verdict.afterGap;
+      } else if (isAfterStall(index, rate)) {
+        ++verdict.afterStall;
       } else {
         ++(isExact(record, byFirstFrame, rate) ? verdict.exact : verdict.wrong);
       }
@@ -75,6 +78,7 @@ class LoopProbe {
 
  private:
   struct Record {
+    std::uint64_t calledAt = 0;
     std::uint64_t inputTime = 0;
     std::uint64_t outputTime = 0;
     std::int64_t firstFrame = 0;
@@ -114,9 +118,16 @@ class LoopProbe {
     }
   }
 
-  static bool follows(const Record& before, const Record& record, double rate) {
-    const auto passed = static_cast<double>(record.outputTime - before.outputTime);
-    return std::abs(passed - before.frames * 1e9 / rate) < 1e9 / rate / 2;
+  bool isAfterStall(std::size_t index, double rate) const {
+    for (std::size_t near = index < 2 ? 0 : index - 2; near <= index; ++near) {
+      const Record& record = cycles_[near];
+      const double cycle = record.frames * 1e9 / rate;
+      if (static_cast<double>(record.calledAt) > static_cast<double>(record.outputTime) + cycle) return true;
+      if (near == 0) continue;
+      const auto passed = static_cast<double>(record.outputTime - cycles_[near - 1].outputTime);
+      if (std::abs(passed - cycle) > 1e9 / rate / 2) return true;
+    }
+    return false;
   }
 
   /// Every channel brings the samples of one played cycle, and the two stamps of each sample are one instant: to the
@@ -140,6 +151,7 @@ class LoopProbe {
     return false;
   }
 
+  const HostClock& clock_;
   const int channels_;
   std::vector<Record> cycles_;
   std::atomic<std::size_t> count_ = 0;

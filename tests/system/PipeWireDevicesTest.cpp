@@ -193,5 +193,25 @@ TEST_F(PipeWireRates, ADeviceThatRunsAtAnotherRateThanToldIsListedAnewWithTheTru
   EXPECT_EQ(listed("duplex").id, after);
 }
 
+TEST_F(PipeWireRates, ADeviceThatAnotherProgramRunsAtAnotherRateTellsThatRate) {
+  startRig({.rate = 48000, .otherRates = {44100}});
+  addDevice(Kind::kSink, "sink", 2);
+  openSystem();
+  const auto id = listed("sink").id;
+  double rate = 0;
+  EXPECT_EQ(system_->nominalSampleRate(id, rate), kPlatformOk);
+  EXPECT_EQ(rate, 48000);
+
+  const auto sound = rig_->play("sink", {0}, {std::vector<float>(441000)}, 44100);
+  ASSERT_TRUE(queue_.runUntil([&] { return sound->startNanos() != 0; }));
+  EXPECT_EQ(system_->nominalSampleRate(id, rate), kPlatformOk);
+  EXPECT_EQ(rate, 44100);
+  const auto io = openIO("sink", [](const AudioCycle&) {});
+  ASSERT_EQ(io->start(), kPlatformOk);
+  queue_.runUntil([] { return false; }, std::chrono::seconds(1));
+  EXPECT_EQ(listed("sink").id, id);
+  EXPECT_EQ(logged("it is listed anew"), 0);
+}
+
 }  // namespace
 }  // namespace tallyrig

@@ -10,11 +10,10 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/desktop/SystemClocks.h"
 #include "platform/pipewire/PipeWireAudioSystem.h"
 #include "support/PipeWireRig.h"
 #include "support/PumpedQueue.h"
-#include "support/RationalHostClock.h"
-#include "support/RecordedLog.h"
 
 namespace tallyrig {
 
@@ -66,14 +65,14 @@ class PipeWireFixture : public testing::Test {
   }
 
   std::optional<PipeWireRig> rig_;
+  SystemHostClock clock_;
   PumpedQueue queue_;
   std::unique_ptr<PipeWireAudioSystem> system_;
 
  private:
   mutable std::mutex linesMutex_;
   std::vector<std::string> lines_;
-  RationalHostClock clock_;
-  MidnightWallClock wallClock_;
+  SystemWallClock wallClock_;
   Log log_{clock_, wallClock_, [this](std::string_view line) {
              const std::lock_guard lock(linesMutex_);
              lines_.emplace_back(line);

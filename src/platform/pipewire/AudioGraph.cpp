@@ -13,6 +13,9 @@ namespace tallyrig {
 namespace {
 
 constexpr std::chrono::milliseconds kOpenLimit{2000};
+/// How long a device is given to run its first cycle, and how often that is looked for.
+constexpr std::chrono::milliseconds kProbeLimit{500};
+constexpr std::chrono::milliseconds kProbeStep{2};
 /// How many ticks the data thread is given to get its priority, which another service may have to grant.
 constexpr int kPriorityTicks = 4;
 
@@ -54,6 +57,7 @@ PlatformStatus AudioGraph::nominalSampleRate(AudioDeviceID id, double& rate) {
   if (!state_.available) return -ENOTCONN;
   const auto device = deviceOf(id);
   if (!device) return -ENODEV;
+  if (settings_.rateMayVary() && observedOn(*device).rate == 0) probeRate(*device);
   const std::uint32_t found = rateOf(*device);
   if (found == 0) return -ENODATA;
   rate = found;
@@ -79,24 +83,47 @@ PlatformStatus AudioGraph::openSession(AudioDeviceID id, AudioCycleCallback call
   if (!device) return -ENODEV;
 
   auto made = std::make_unique<DeviceSession>(connection_, *device, std::move(callback));
-  const auto* opening = made.get();
   sessions_.push_back({made.get(), rateOf(*device)});
+  const PlatformStatus status = waitForLinks(*made);
+  if (!made->refusal().empty()) {
+    log(formatted("%s: a link was refused: %s", device->title.c_str(), made->refusal().c_str()));
+  }
+  if (status == kPlatformOk) {
+    session = std::move(made);
+  } else {
+    closeSession(std::move(made));
+  }
+  return status;
+}
+
+PlatformStatus AudioGraph::waitForLinks(DeviceSession& session) {
   connection_.requestUpdate();
   connection_.waitUntil(kOpenLimit, [&] {
-    return opening->isLinked() || opening->hasFailed() || !state_.available || !opening->isPresent(model_);
+    return session.isLinked() || session.hasFailed() || !state_.available || !session.isPresent(model_);
   });
-  if (!made->refusal().empty())
-    log(formatted("%s: a link was refused: %s", device->title.c_str(), made->refusal().c_str()));
-  if (made->isLinked()) {
-    session = std::move(made);
-    return kPlatformOk;
+  if (session.isLinked()) return kPlatformOk;
+  if (!state_.available) return -ENOTCONN;
+  if (session.hasFailed()) return -EIO;
+  return session.isPresent(model_) ? -ETIMEDOUT : -ENODEV;
+}
+
+void AudioGraph::probeRate(const GraphDevice& device) {
+  GraphDevice narrow = device;
+  auto& streams = narrow.inputs.empty() ? narrow.outputs : narrow.inputs;
+  streams.resize(1);
+  streams.front().channels = 1;
+  if (!narrow.inputs.empty()) narrow.outputs.clear();
+  auto probe = std::make_unique<DeviceSession>(connection_, narrow, [](const AudioCycle&) {});
+  sessions_.push_back({probe.get(), 0});
+  if (waitForLinks(*probe) == kPlatformOk) {
+    // A cycle brings no event: look again until one has come.
+    const auto deadline = std::chrono::steady_clock::now() + kProbeLimit;
+    const auto seen = [&] { return probe->filter().observed().rate != 0; };
+    while (!connection_.waitUntil(kProbeStep, seen) && std::chrono::steady_clock::now() < deadline) {
+    }
   }
-  const PlatformStatus status = !state_.available          ? -ENOTCONN
-                                : made->hasFailed()        ? -EIO
-                                : !made->isPresent(model_) ? -ENODEV
-                                                           : -ETIMEDOUT;
-  closeSession(std::move(made));
-  return status;
+  if (const auto rate = probe->filter().observed().rate; rate != 0) observedRates_[keyOf(device)] = rate;
+  closeSession(std::move(probe));
 }
 
 void AudioGraph::closeSession(std::unique_ptr<DeviceSession> session) {
@@ -201,7 +228,7 @@ DeviceFilter::Observed AudioGraph::observedOn(const GraphDevice& device) const {
 void AudioGraph::checkRate(const OpenSession& open) {
   const std::uint32_t told = open.toldRate;
   const std::uint32_t rate = open.session->filter().observed().rate;
-  if (!open.session->isLinked() || rate == 0 || rate == told) return;
+  if (!open.session->isLinked() || told == 0 || rate == 0 || rate == told) return;
 
   // Whoever opened the device computes with the rate it was told. Listed under a new number the device looks unplugged
   // and returned, which makes every user of it open it again and ask for the rate anew.

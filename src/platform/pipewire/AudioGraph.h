@@ -43,6 +43,7 @@ class AudioGraph final : private PipeWireConnection::Listener {
   /// No call of the observer runs when it returns, and none follows.
   void dismissObserver();
 
+  /// Where the server may change rates and nothing of ours runs on the device, it is run for one cycle to see its rate.
   PlatformStatus nominalSampleRate(AudioDeviceID id, double& rate);
   AudioSystem::Timing timing(AudioDeviceID id);
 
@@ -69,6 +70,9 @@ class AudioGraph final : private PipeWireConnection::Listener {
     std::uint32_t toldRate = 0;
   };
 
+  /// Lets the loop run until the session is linked or cannot be. The caller holds exactly one lock.
+  PlatformStatus waitForLinks(DeviceSession& session);
+  void probeRate(const GraphDevice& device);
   void publish();
   void log(const std::string& text) const;
   std::optional<GraphDevice> deviceOf(AudioDeviceID id);

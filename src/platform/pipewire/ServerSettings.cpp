@@ -16,6 +16,18 @@ std::uint32_t numberOf(const char* text) {
   return number;
 }
 
+/// In a list such as "[ 44100, 48000 ]".
+int countNumbers(const char* text) {
+  int count = 0;
+  bool inNumber = false;
+  for (const char letter : std::string_view(text == nullptr ? "" : text)) {
+    const bool digit = letter >= '0' && letter <= '9';
+    if (digit && !inNumber) ++count;
+    inNumber = digit;
+  }
+  return count;
+}
+
 }  // namespace
 
 void ServerSettings::readServerInfo(const pw_core_info& info) {
@@ -49,6 +61,7 @@ void ServerSettings::clear() {
     pw_proxy_destroy(std::exchange(metadata_, nullptr));
   }
   rate_ = forcedRate_ = quantum_ = forcedQuantum_ = 0;
+  allowsRates_ = false;
 }
 
 int ServerSettings::set(const char* key, const char* value) {
@@ -56,6 +69,7 @@ int ServerSettings::set(const char* key, const char* value) {
   const std::uint32_t number = numberOf(value);
   if (name == "clock.quantum") quantum_ = number;
   if (name == "clock.force-quantum") forcedQuantum_ = number;
+  if (name == "clock.allowed-rates") allowsRates_ = countNumbers(value) > 1;
   if (name == "clock.rate") rate_ = number;
   if (name == "clock.force-rate") forcedRate_ = number;
   if (name == "clock.rate" || name == "clock.force-rate") rateChanged_();

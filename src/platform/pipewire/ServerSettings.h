@@ -26,6 +26,8 @@ class ServerSettings {
 
   /// In hertz; 0 if unknown.
   std::uint32_t rate() const { return forcedRate_ != 0 ? forcedRate_ : rate_; }
+  /// Whether a device in use by another program may run at another rate than that.
+  bool rateMayVary() const { return forcedRate_ == 0 && allowsRates_; }
   /// Frames per cycle; 0 if unknown.
   std::uint32_t quantum() const { return forcedQuantum_ != 0 ? forcedQuantum_ : quantum_; }
 
@@ -37,6 +39,7 @@ class ServerSettings {
   spa_hook hook_{};
   std::uint32_t rate_ = 0;
   std::uint32_t forcedRate_ = 0;
+  bool allowsRates_ = false;
   std::uint32_t quantum_ = 0;
   std::uint32_t forcedQuantum_ = 0;
 };

@@ -118,6 +118,25 @@ TEST(ReaderGridView, CardsOutOfSightDrawNothing) {
   EXPECT_NE(rig.find("digits", rig.tile(5)), nullptr);
 }
 
+TEST(ReaderGridView, KeyboardBringsACardIntoSight) {
+  UiRig rig;
+  rig.open();
+  rig.window->resize(384, 400);
+  for (int i = 0; i < 5; ++i) rig.store().addReader();
+  rig.runFor(20ms);
+  const qreal height = rig.tile(0)->height();
+  EXPECT_EQ(rig.tile(5)->height(), height);
+  rig.press(Qt::Key_Backtab, Qt::ShiftModifier);
+  ASSERT_EQ(rig.window->activeFocusItem(), rig.find("removeButton", rig.tile(5)));
+  EXPECT_NE(rig.find("digits", rig.tile(5)), nullptr);
+  EXPECT_EQ(rig.find("digits", rig.tile(0)), nullptr);
+  EXPECT_LE(rig.tile(5)->mapToScene({0, height}).y(), 400);
+  rig.press(Qt::Key_Tab);
+  rig.press(Qt::Key_Tab);
+  ASSERT_EQ(rig.window->activeFocusItem(), rig.find("modeButton", rig.tile(0)));
+  EXPECT_NE(rig.find("digits", rig.tile(0)), nullptr);
+}
+
 TEST(ReaderGridView, KeyboardReachesAddAndTheTilesButtons) {
   UiRig rig;
   rig.open();

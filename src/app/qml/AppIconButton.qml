@@ -31,8 +31,8 @@ T.AbstractButton {
 
         FocusRing { control: control }
     }
-    AppToolTip {
+    HoverToolTip {
+        hovered: control.hovered && !control.pressed
         text: control.toolTip
-        visible: control.hovered && !control.pressed && text !== ""
     }
 }

@@ -12,6 +12,23 @@ FocusScope {
     required property int tileMinimumWidth
     property string notice
 
+    // Scrolls as far as the card needs that holds `item`.
+    function reveal(item: Item) {
+        let cell = item
+        while (cell && cell.parent !== wall) cell = cell.parent
+        if (!cell) return
+        const first = cell.y
+        const last = cell.y + cell.height + 2 * wall.y - scroller.height
+        scroller.contentY = Math.max(0, Math.min(first, Math.max(last, scroller.contentY)))
+    }
+
+    Connections {
+        target: view.Window.window
+
+        function onActiveFocusItemChanged() {
+            view.reveal(view.Window.activeFocusItem)
+        }
+    }
     Column {
         id: top
 

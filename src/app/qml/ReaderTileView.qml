@@ -8,7 +8,7 @@ Item {
     required property ReaderInstance reader
     required property ReaderStore store
     required property TimecodeRenderClock renderClock
-    // False while the card is scrolled out of sight; it then draws and asks nothing.
+    // False while the card is scrolled out of sight; what runs in it then stands.
     property bool inSight: true
 
     readonly property string hex: reader.backgroundColorHex
@@ -29,7 +29,6 @@ Item {
         id: card
 
         anchors.fill: parent
-        visible: tile.inSight
         implicitHeight: stack.implicitHeight
 
         Rectangle {
@@ -80,17 +79,23 @@ Item {
                 bottomPadding: 8
                 spacing: tile.mode === "minimal" ? 0 : 4
 
-                TimecodeDigits {
-                    id: digits
-
-                    objectName: "digits"
+                Item {
                     anchors.horizontalCenter: parent.horizontalCenter
-                    reader: tile.reader
-                    renderClock: tile.renderClock
-                    pixelSize: tile.digitSize
-                    color: CardColours.foreground(tile.hex, hasTimecode ? 1 : 0.3)
-                    Accessible.role: Accessible.StaticText
-                    Accessible.name: "Timecode"
+                    implicitWidth: digits.implicitWidth
+                    implicitHeight: digits.implicitHeight
+
+                    TimecodeDigits {
+                        id: digits
+
+                        objectName: "digits"
+                        visible: tile.inSight
+                        reader: tile.reader
+                        renderClock: tile.renderClock
+                        pixelSize: tile.digitSize
+                        color: CardColours.foreground(tile.hex, hasTimecode ? 1 : 0.3)
+                        Accessible.role: Accessible.StaticText
+                        Accessible.name: "Timecode"
+                    }
                 }
                 Text {
                     objectName: "rate"
@@ -106,7 +111,10 @@ Item {
                 width: parent.width
                 active: tile.mode === "full"
                 visible: active
-                sourceComponent: TileDetails { reader: tile.reader }
+                sourceComponent: TileDetails {
+                    reader: tile.reader
+                    inSight: tile.inSight
+                }
             }
             Rectangle {
                 visible: tile.mode !== "minimal"

@@ -29,10 +29,10 @@ T.AbstractButton {
     background: Rectangle {
         radius: 6
         color: control.fill
-        opacity: control.pressed ? 1.6 : 1
+        opacity: control.pressed ? 0.6 : 1
     }
-    AppToolTip {
+    HoverToolTip {
+        hovered: control.hovered && !control.pressed
         text: control.toolTip
-        visible: control.hovered && !control.pressed && text !== ""
     }
 }

@@ -44,9 +44,9 @@ Row {
                     color: Theme.warningAmber
                 }
                 HoverHandler { id: warningHover }
-                AppToolTip {
+                HoverToolTip {
+                    hovered: warningHover.hovered
                     text: controls.reader.sourceAvailabilityWarning || "Source unavailable"
-                    visible: warningHover.hovered
                 }
             }
             Chip {

@@ -6,6 +6,7 @@ Column {
     id: details
 
     required property ReaderInstance reader
+    required property bool inSight
 
     readonly property string hex: reader.backgroundColorHex
     readonly property string warning: reader.sourceAvailabilityWarning
@@ -75,6 +76,7 @@ Column {
 
         Loader {
             anchors.fill: parent
+            visible: details.inSight
             active: !details.isGenerator && details.reader.sourceType === "LTC"
 
             sourceComponent: LevelMeterView {

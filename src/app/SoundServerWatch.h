@@ -3,15 +3,19 @@
 #include <QObject>
 #include <QString>
 #include <QtQml>
+#include <cstdint>
 
-#include "audio/DeviceRegistry.h"
-#include "audio/LTCAudioInputHub.h"
 #include "platform/AudioSystem.h"
+#include "platform/Lifetime.h"
+#include "reader/ReaderServices.h"
+#include "reader/ReaderStore.h"
 
 namespace tallyrig {
 
 /// Tells the window when the sound server is missing, and puts things right when it is back: the device lists are read
-/// anew and every device session is built again, so that cards that wait for their device find it. Main thread.
+/// anew, every device session is built again, so that cards that wait for their device find it, and cards that did not
+/// find theirs at their start are started. A server that returns brings its devices one after the other, so all this
+/// waits until the list has been quiet for a while. Main thread.
 class SoundServerWatch : public QObject {
   Q_OBJECT
   QML_ELEMENT
@@ -20,7 +24,8 @@ class SoundServerWatch : public QObject {
   Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged)
 
  public:
-  SoundServerWatch(AudioSystem& audio, DeviceRegistry& registry, LTCAudioInputHub& hub);
+  /// Made after the hub, whose own notice of each change comes first.
+  SoundServerWatch(AudioSystem& audio, const ReaderServices& services, ReaderStore& store);
 
   const QString& notice() const { return notice_; }
 
@@ -29,12 +34,18 @@ class SoundServerWatch : public QObject {
 
  private:
   void check();
+  void finishReturn();
 
   AudioSystem& audio_;
-  DeviceRegistry& registry_;
-  LTCAudioInputHub& hub_;
+  ReaderServices services_;
+  ReaderStore& store_;
   QString notice_;
+  /// The server is back and its devices are still coming.
+  bool isReturning_ = false;
+  /// Each new value cancels the pending end of a return.
+  std::uint64_t returnGeneration_ = 0;
   Subscription subscription_;
+  Lifetime lifetime_;
 };
 
 }  // namespace tallyrig

@@ -70,7 +70,7 @@ int main(int argc, char** argv) {
   TimecodeRenderClock renderClock(clock, scheduler, log);
 
   SettingsForms forms(store, services);
-  SoundServerWatch soundServerWatch(audio, registry, hub);
+  SoundServerWatch soundServerWatch(audio, services, store);
   Appearance appearance(store, systemPalette);
   QQmlApplicationEngine engine;
   engine.addImportPath("qrc:/qt/qml");

@@ -142,6 +142,13 @@ void ReaderStore::startUnstartedReaders() {
   }
 }
 
+void ReaderStore::restartUnavailableReaders() {
+  for (const auto& reader : readers_) {
+    const bool isUnavailable = reader->settings().cardRole == CardRole::reader && reader->sourceAvailabilityWarning();
+    if (isUnavailable && startedReaderIDs_.contains(reader->settings().id)) reader->startMonitoring();
+  }
+}
+
 bool ReaderStore::addReader() {
   ReaderSnapshot settings;
   for (const auto& reader : readers_) {

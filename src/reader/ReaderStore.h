@@ -42,6 +42,9 @@ class ReaderStore : public QAbstractListModel {
 
   /// Once, from the main window's first appearance; later calls do nothing.
   Q_INVOKABLE void startSavedReaders();
+  /// Starts anew the started cards whose input device was not there. For the return of a sound server; a device that
+  /// comes and goes by itself restarts nothing.
+  void restartUnavailableReaders();
   /// Always true.
   Q_INVOKABLE bool addReader();
   Q_INVOKABLE void removeReader(tallyrig::ReaderInstance* reader);

@@ -58,11 +58,54 @@ TEST(SoundServerWatch, ReturnOfTheServerReadsTheListsAndRebuildsTheSessions) {
   rig.wall.world.audio().setNotice("No sound server.");
   rig.runFor(2s);
   EXPECT_EQ(device.counters().opens, 1);
-  const std::size_t refreshes = rig.wall.world.logCount("sound-server");
+  const std::size_t refreshes = rig.wall.world.logCount("begin reason=sound-server");
   rig.wall.world.audio().setNotice("");
   rig.runFor(2s);
-  EXPECT_EQ(rig.wall.world.logCount("sound-server"), refreshes + 1);
+  EXPECT_EQ(rig.wall.world.logCount("begin reason=sound-server"), refreshes + 2);
   EXPECT_EQ(device.counters().opens, 2);
+}
+
+TEST(SoundServerWatch, DevicesThatComeOneAfterTheOtherAreAllPickedUp) {
+  UiRig rig;
+  auto& audio = rig.wall.world.audio();
+  SimulatedDevice& device = audio.addDevice({.name = "Rack", .inputGroups = {2}});
+  rig.open();
+  rig.card(0).selectInputDevice(device.id(), rig.wall.registry->audioInputs());
+  rig.card(0).startMonitoring();
+  rig.runFor(100ms);
+  ASSERT_TRUE(device.isRunning());
+
+  audio.unplug(device);
+  audio.setNotice("No sound server.");
+  rig.runFor(10s);
+  ASSERT_FALSE(device.isRunning());
+  audio.setNotice("");
+  rig.runFor(300ms);
+  audio.addDevice({.name = "Other", .inputGroups = {2}});
+  rig.runFor(300ms);
+  audio.plugIn(device);
+  rig.runFor(300ms);
+  audio.addDevice({.name = "Last", .inputGroups = {2}});
+  rig.runFor(1100ms);
+  EXPECT_TRUE(device.isRunning());
+}
+
+TEST(SoundServerWatch, ACardStartedWithoutTheServerFindsItsDeviceWhenItComes) {
+  UiRig rig;
+  auto& audio = rig.wall.world.audio();
+  SimulatedDevice& device = audio.addDevice({.name = "Rack", .inputGroups = {2}});
+  audio.unplug(device);
+  audio.setNotice("No sound server.");
+  rig.wall.world.files().put("/home/user/.local/share/Tallyrig/readers.json",
+                             R"([{"selectedDeviceID":999,"selectedDeviceName":"Rack"}])");
+  rig.open();
+  rig.runFor(5s);
+  EXPECT_EQ(rig.card(0).sourceAvailabilityWarning(), "Audio device unavailable: Rack");
+  audio.setNotice("");
+  audio.plugIn(device);
+  rig.runFor(2s);
+  EXPECT_TRUE(device.isRunning());
+  EXPECT_FALSE(rig.card(0).sourceAvailabilityWarning());
 }
 
 }  // namespace

@@ -29,7 +29,7 @@ void UiRig::open() {
   wall.open();
   renderClock.emplace(wall.world.clock(), wall.world.scheduler(), wall.world.log());
   forms.emplace(store(), wall.services());
-  soundServer.emplace(wall.world.audio(), *wall.registry, *wall.hub);
+  soundServer.emplace(wall.world.audio(), wall.services(), *wall.store);
   appearance.emplace(store(), QPalette(Qt::white));
   engine.emplace();
   engine->addImportPath("qrc:/qt/qml");

@@ -38,7 +38,7 @@ std::unique_ptr<LTCAudioGenerator> LTCAudioGenerator::create(MTCFrameRate frameR
 }
 
 LTCAudioGenerator::LTCAudioGenerator(MTCFrameRate frameRate, LTCEncoder* encoder)
-    : frameRate_(frameRate), encoder_(encoder), bytes_(ltc_encoder_get_buffersize(encoder)) {}
+    : frameRate_(frameRate), encoder_(encoder) {}
 
 void LTCAudioGenerator::setTimecode(const Timecode& timecode) {
   SMPTETimecode fields{};
@@ -53,14 +53,15 @@ LTCAudioGenerator::GeneratedFrame LTCAudioGenerator::nextFrame() {
   SMPTETimecode fields{};
   ltc_encoder_get_timecode(encoder_.get(), &fields);
   ltc_encoder_encode_frame(encoder_.get());
-  const int copied = ltc_encoder_copy_buffer(encoder_.get(), bytes_.data());
+  ltcsnd_sample_t* bytes = nullptr;
+  const int count = ltc_encoder_get_bufferptr(encoder_.get(), &bytes, 1);
   ltc_encoder_inc_timecode(encoder_.get());
 
   GeneratedFrame frame{.timecode = {fields.hours, fields.mins, fields.secs, fields.frame, frameRate_}, .samples = {}};
-  const auto count = std::min(static_cast<std::size_t>(std::max(copied, 0)), bytes_.size());
-  frame.samples.resize(count);
-  std::transform(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(count), frame.samples.begin(),
-                 [](unsigned char byte) { return static_cast<float>(byte - 128) * 0.0078125F; });
+  if (count <= 0) return frame;
+  frame.samples.resize(static_cast<std::size_t>(count));
+  std::transform(bytes, bytes + count, frame.samples.begin(),
+                 [](ltcsnd_sample_t byte) { return static_cast<float>(byte - 128) * 0.0078125F; });
   return frame;
 }
 

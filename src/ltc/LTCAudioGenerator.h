@@ -41,7 +41,6 @@ class LTCAudioGenerator {
 
   MTCFrameRate frameRate_;
   std::unique_ptr<LTCEncoder, FreeEncoder> encoder_;
-  std::vector<unsigned char> bytes_;
 };
 
 }  // namespace tallyrig

@@ -16,6 +16,9 @@ constexpr int kQueuedFrames = 32;
 // libltc wants the expected length of a frame in samples, and adapts to the real one.
 constexpr double kExpectedFramesPerSecond = 25.0;
 
+constexpr auto kFullScaleBits = std::bit_cast<std::uint32_t>(1.0F);
+constexpr auto kInfinityBits = std::bit_cast<std::uint32_t>(std::numeric_limits<float>::infinity());
+
 // The largest magnitude of the samples, as the bits of a float. For magnitudes the order of the bits is that of the
 // numbers, with infinity and NaN above every number, so that one integer pass finds loud and broken samples alike.
 std::uint32_t largestMagnitudeBits(std::span<const float> samples) {
@@ -77,18 +80,18 @@ bool LTCTimecodeDecoder::prepareDecoder(double sampleRate) {
 }
 
 void LTCTimecodeDecoder::writeSamples(std::span<const float> samples) {
-  const std::uint32_t largest = largestMagnitudeBits(samples);
+  std::uint32_t largest = largestMagnitudeBits(samples);
   // libltc reads through a pointer to non-const. Almost every chunk is within full scale and goes to it as it stands.
   auto* source = const_cast<float*>(samples.data());
-  if (largest > std::bit_cast<std::uint32_t>(1.0F)) {
-    float peak = 1.0F;
-    normalized_.resize(samples.size());
-    // A sample that is no number counts as silence, so that neither the peak nor libltc ever sees one.
-    std::transform(samples.begin(), samples.end(), normalized_.begin(), [&peak](float sample) {
-      const float kept = std::isfinite(sample) ? sample : 0.0F;
-      peak = std::max(peak, std::abs(kept));
-      return kept;
-    });
+  if (largest > kFullScaleBits) {
+    normalized_.assign(samples.begin(), samples.end());
+    if (largest >= kInfinityBits) {
+      // A sample that is no number counts as silence, so that neither the peak nor libltc ever sees one.
+      std::replace_if(
+          normalized_.begin(), normalized_.end(), [](float sample) { return !std::isfinite(sample); }, 0.0F);
+      largest = std::max(largestMagnitudeBits(normalized_), kFullScaleBits);
+    }
+    const auto peak = std::bit_cast<float>(largest);
     for (float& sample : normalized_) sample /= peak;
     source = normalized_.data();
   }

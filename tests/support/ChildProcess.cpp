@@ -20,13 +20,14 @@ std::vector<std::string> environmentWith(const ChildProcess::Environment& change
     if (!changes.contains(std::string(text.substr(0, text.find('='))))) all.emplace_back(text);
   }
   for (const auto& [name, value] : changes) {
-    if (!value.empty()) all.push_back(name + "=" + value);
+    if (!value.empty()) all.emplace_back(name).append("=").append(value);
   }
   return all;
 }
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (auto& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   return pointers;

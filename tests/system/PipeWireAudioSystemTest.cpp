@@ -10,69 +10,6 @@
 namespace tallyrig {
 namespace {
 
-using std::chrono::steady_clock;
-
-double millisecondsSince(steady_clock::time_point start) {
-  return std::chrono::duration<double, std::milli>(steady_clock::now() - start).count();
-}
-
-struct LoopCase {
-  int channels = 8;
-  int quantum = 1024;
-  int rate = 48000;
-  bool sessionManager = false;
-};
-
-void PrintTo(const LoopCase& loop, std::ostream* out) {
-  *out << loop.channels << " channels, quantum " << loop.quantum << ", " << loop.rate << " Hz"
-       << (loop.sessionManager ? ", session manager" : "");
-}
-
-class PipeWireLoop : public PipeWireFixture, public testing::WithParamInterface<LoopCase> {};
-
-INSTANTIATE_TEST_SUITE_P(Devices, PipeWireLoop,
-                         testing::Values(LoopCase{}, LoopCase{.channels = 64}, LoopCase{.channels = 1},
-                                         LoopCase{.sessionManager = true},
-                                         LoopCase{.channels = 64, .sessionManager = true},
-                                         LoopCase{.channels = 2, .quantum = 8192}, LoopCase{.rate = 44100},
-                                         LoopCase{.quantum = 2048, .rate = 96000}));
-
-TEST_P(PipeWireLoop, WhatIsPlayedAtAnInstantIsRecordedAtThatInstant) {
-  const LoopCase& loop = GetParam();
-  startRig({.rate = loop.rate, .quantum = loop.quantum, .sessionManager = loop.sessionManager});
-  addDevice(Kind::kDuplex, "duplex", loop.channels);
-  openSystem();
-  const std::size_t wanted = std::clamp<std::size_t>(3 * 48000 / static_cast<std::size_t>(loop.quantum), 20, 300);
-  LoopProbe probe(clock_, loop.channels, wanted);
-  std::atomic<pthread_t> thread{};
-  listed("duplex");
-
-  const auto opening = steady_clock::now();
-  const auto io = openIO("duplex", [&](const AudioCycle& cycle) {
-    thread.store(pthread_self(), std::memory_order_relaxed);
-    probe.cycle(cycle);
-  });
-  ASSERT_TRUE(io);
-  std::printf("open: %.1f ms\n", millisecondsSince(opening));
-  ASSERT_EQ(io->start(), kPlatformOk);
-  const auto start = steady_clock::now();
-  ASSERT_TRUE(queue_.runUntil([&] { return probe.isFull(); }, std::chrono::seconds(20)));
-
-  clockid_t clock{};
-  timespec used{};
-  ASSERT_EQ(pthread_getcpuclockid(thread.load(), &clock), 0);
-  clock_gettime(clock, &used);
-  const double busy = static_cast<double>(used.tv_sec) * 1e3 + static_cast<double>(used.tv_nsec) / 1e6;
-  std::printf("data thread: %.2f %% of a core, the probe's own work included\n", 100 * busy / millisecondsSince(start));
-
-  io->stop();
-  const auto verdict = probe.verdict(loop.rate);
-  std::printf("cycles: %d exact, %d silent, %d after a stall, %d wrong\n", verdict.exact, verdict.silent,
-              verdict.afterStall, verdict.wrong);
-  EXPECT_EQ(verdict.wrong, 0);
-  EXPECT_GE(verdict.exact, static_cast<int>(wanted) / 2);
-}
-
 class PipeWireIO : public PipeWireFixture {
  protected:
   void SetUp() override { startRig({}); }
@@ -182,6 +119,22 @@ TEST_F(PipeWireIO, TheStampsAreOfTheHostClock) {
   const std::uint64_t cycle = clock_.ticksFromNanos(21'333'333).ticks;
   EXPECT_GE(earliest, before - 2 * cycle);
   EXPECT_LE(latest, clock_.now().ticks);
+}
+
+TEST_F(PipeWireIO, ARefusedPriorityIsSaidOnce) {
+  addDevice(Kind::kDuplex, "duplex", 2);
+  openSystem();
+  for (int round = 0; round < 2; ++round) {
+    std::atomic<pthread_t> thread{};
+    const auto io = openIO("duplex", [&](const AudioCycle&) { thread = pthread_self(); });
+    ASSERT_EQ(io->start(), kPlatformOk);
+    ASSERT_TRUE(queue_.runUntil([&] { return thread != pthread_t{}; }));
+    queue_.runUntil([&] { return logged("real-time priority refused") > 0; }, std::chrono::milliseconds(1500));
+    int policy = 0;
+    sched_param parameters{};
+    ASSERT_EQ(pthread_getschedparam(thread, &policy, &parameters), 0);
+    EXPECT_EQ(logged("real-time priority refused"), policy == SCHED_OTHER ? 1 : 0);
+  }
 }
 
 TEST_F(PipeWireIO, TwoDevicesRunSideBySideAndTwoUsersOnOneDevice) {

@@ -35,6 +35,7 @@ const std::string& keyOf(const GraphDevice& device) {
 
 std::vector<int> groupsOf(const std::vector<DeviceStream>& streams) {
   std::vector<int> groups;
+  groups.reserve(streams.size());
   for (const auto& stream : streams) groups.push_back(stream.channels);
   return groups;
 }

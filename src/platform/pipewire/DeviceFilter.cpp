@@ -45,9 +45,9 @@ bool DeviceFilter::attach() {
 
   pw_core* core = connection_.core();
   if (core == nullptr) return false;
-  failed_ = false;
   filter_ = pw_filter_new(core, layout_.title.c_str(), nodeProperties(layout_));
-  if (filter_ == nullptr) return false;
+  failed_ = filter_ == nullptr;
+  if (failed_) return false;
   clockId_ = SPA_ID_INVALID;
   observedRate_.store(0, std::memory_order_relaxed);
   hook_ = {};
@@ -56,9 +56,9 @@ bool DeviceFilter::attach() {
   addPorts(layout_.outputs, SPA_DIRECTION_OUTPUT, outputPorts_);
   if (pw_filter_connect(filter_, PW_FILTER_FLAG_RT_PROCESS, nullptr, 0) < 0) {
     detach();
-    return false;
+    failed_ = true;
   }
-  return true;
+  return !failed_;
 }
 
 void DeviceFilter::addPorts(int count, spa_direction direction, std::vector<void*>& ports) {
@@ -77,6 +77,7 @@ void DeviceFilter::detach() {
   pw_filter_destroy(std::exchange(filter_, nullptr));
   inputPorts_.clear();
   outputPorts_.clear();
+  failed_ = false;
 }
 
 std::uint32_t DeviceFilter::nodeId() const {

@@ -34,7 +34,8 @@ class DeviceFilter {
   DeviceFilter(const DeviceFilter&) = delete;
   DeviceFilter& operator=(const DeviceFilter&) = delete;
 
-  /// Makes the node on the server; it can be linked once `nodeId` is known. False if the server is lost.
+  /// Makes the node on the server; it can be linked once `nodeId` is known. False without a server, or if it
+  /// refuses.
   bool attach();
   /// Takes the node away. No callback runs when it returns.
   void detach();

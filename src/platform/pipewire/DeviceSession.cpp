@@ -36,6 +36,7 @@ std::vector<const GraphPort*> channelPorts(const std::vector<DeviceStream>& stre
 
 std::vector<std::vector<GraphPort>> portsOfAll(const std::vector<DeviceStream>& streams, const GraphModel& graph) {
   std::vector<std::vector<GraphPort>> ports;
+  ports.reserve(streams.size());
   for (const auto& stream : streams) ports.push_back(portsOf(stream, graph));
   return ports;
 }

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <utility>
 
+#include "audio/LogicalChannel.h"
+
 namespace tallyrig {
 namespace {
 
@@ -16,25 +18,6 @@ constexpr int kFramesPerSlot = 8192;
 constexpr TimerSchedule kDrainSchedule{.interval = 2ms, .leeway = 1ms};
 constexpr auto kReceiveTimeout = 80ms;
 constexpr std::uint64_t kPeakPublishNanos = 50'000'000;
-
-/// The samples of one logical channel among a cycle's buffers.
-struct ChannelView {
-  const float* first = nullptr;
-  std::uint32_t stride = 0;
-};
-
-ChannelView findChannel(std::span<const AudioBuffer> buffers, std::int64_t channel) noexcept {
-  if (channel < 0) return {};
-  std::int64_t firstChannel = 0;
-  for (const AudioBuffer& buffer : buffers) {
-    const std::int64_t inBuffer = channel - firstChannel;
-    if (inBuffer < buffer.channelCount) {
-      return buffer.data == nullptr ? ChannelView{} : ChannelView{buffer.data + inBuffer, buffer.channelCount};
-    }
-    firstChannel += buffer.channelCount;
-  }
-  return {};
-}
 
 }  // namespace
 
@@ -52,7 +35,7 @@ LTCDecodingWorker::LTCDecodingWorker(const HostClock& clock, Scheduler& schedule
 void LTCDecodingWorker::capture(RealtimeAudioChunkRing& ring, std::int64_t channel,
                                 std::span<const AudioBuffer> buffers, std::uint32_t frames, double sampleRate,
                                 const AudioTimeStamp& time) noexcept {
-  const ChannelView source = findChannel(buffers, channel);
+  const LogicalChannel source = findLogicalChannel(buffers, channel);
   if (source.first == nullptr) return;
   RealtimeAudioChunkRing::Slot* const slot = ring.beginPush();
   if (slot == nullptr) return;

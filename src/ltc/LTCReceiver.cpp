@@ -64,8 +64,8 @@ void LTCReceiver::start() {
   decodeDrainTimer_ = worker_->startDraining();
   lastAudioCallbackAt_ = clock_.now();
   watchdogTimer_ = main_.repeat(kWatchdogSchedule, lifetime_.guard([this] { checkAudioCallbacks(); }));
-  log_.line(formatted("LTCReceiver: subscribed %s, id %u, logical channel %lld, hardware layout %s", device->name.c_str(),
-                      device->id, channelNumber(), layoutText(device->channelGroups).c_str()));
+  log_.line(formatted("LTCReceiver: subscribed %s, id %u, logical channel %lld, hardware layout %s",
+                      device->name.c_str(), device->id, channelNumber(), layoutText(device->channelGroups).c_str()));
 }
 
 void LTCReceiver::stop() {

@@ -1,0 +1,116 @@
+#include "ltc/LTCOutputSession.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <utility>
+
+namespace tallyrig {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr TimerSchedule kProducerSchedule{.interval = 10ms, .leeway = 1ms};
+constexpr double kSecondsAhead = 2.0;
+
+}  // namespace
+
+LTCOutputSession::LTCOutputSession(Settings settings, const HostClock& clock, Scheduler& scheduler, Log& log)
+    : settings_(std::move(settings)),
+      clock_(clock),
+      log_(log),
+      producerQueue_(scheduler.makeQueue("Tallyrig.LTCOutputProducer", QueuePriority::kUserInitiated)),
+      renderer_(std::make_shared<LTCOutputRenderer>(settings_.channel, clock)) {}
+
+std::optional<LTCOutputError> LTCOutputSession::configure(double sampleRate) {
+  std::optional<LTCOutputError> error;
+  producerQueue_->runSync([&] {
+    sampleRate_ = sampleRate;
+    generator_ = LTCAudioGenerator::create(settings_.frameRate, sampleRate, settings_.volumeDBFS);
+    if (!generator_) {
+      error = LTCOutputError{LTCOutputError::Kind::generatorCreationFailed};
+      return;
+    }
+    generator_->setTimecode(settings_.startTimecode.converted(settings_.frameRate));
+    largestFrame_ = static_cast<std::int64_t>(std::ceil(sampleRate / exactFrameRate(settings_.frameRate)));
+    fill();
+    producerTimer_ = producerQueue_->repeat(kProducerSchedule, [weak = weak_from_this()] {
+      if (const auto self = weak.lock()) self->tick();
+    });
+  });
+  return error;
+}
+
+void LTCOutputSession::fill() {
+  if (!generator_) return;
+  RealtimeFloatRing& ring = renderer_->ring();
+  const auto target = static_cast<std::int64_t>(kSecondsAhead * sampleRate_);
+  // Above 96 kHz the ring holds less than two seconds; then it is kept as full as whole frames allow.
+  while (ring.availableSamples() < target &&
+         ring.availableSamples() + largestFrame_ <= LTCOutputRenderer::kRingCapacity) {
+    const auto frame = generator_->nextFrame();
+    if (frame.samples.empty()) return;
+    frameBoundaries_.push_back({generatedSampleOffset_, frame.timecode});
+    generatedSampleOffset_ += static_cast<std::int64_t>(frame.samples.size());
+    ring.write(frame.samples);
+  }
+}
+
+void LTCOutputSession::tick() {
+  if (!requestedStopBoundary_) fill();
+  publishNewestPlayedBoundary();
+  if (renderer_->takeUnderrun() && onUnderrun) onUnderrun();
+  reportBoundaryStop();
+}
+
+void LTCOutputSession::publishNewestPlayedBoundary() {
+  const std::int64_t rendered = renderer_->renderedSampleOffset();
+  const auto next = std::upper_bound(frameBoundaries_.begin(), frameBoundaries_.end(), rendered,
+                                     [](std::int64_t at, const auto& boundary) { return at < boundary.sampleOffset; });
+  if (next == frameBoundaries_.begin()) return;
+  const FrameBoundary newest = *std::prev(next);
+  if (newest.sampleOffset <= lastPublishedBoundaryOffset_) return;
+  lastPublishedBoundaryOffset_ = newest.sampleOffset;
+  const std::int64_t oldestKept = newest.sampleOffset - static_cast<std::int64_t>(sampleRate_);
+  std::erase_if(frameBoundaries_, [&](const auto& boundary) { return boundary.sampleOffset < oldestKept; });
+  if (onAnchor) onAnchor({newest.timecode, renderer_->hostTimeOf(newest.sampleOffset, sampleRate_)});
+}
+
+void LTCOutputSession::reportBoundaryStop() {
+  if (!requestedStopBoundary_ || didReportBoundaryStop_) return;
+  if (requestedStopBoundary_->sampleOffset > renderer_->renderedSampleOffset()) return;
+  didReportBoundaryStop_ = true;
+  const Timecode final = requestedStopBoundary_->timecode.advanced(-1);
+  const TimecodeAnchor anchor{final, renderer_->hostTimeOf(requestedStopBoundary_->sampleOffset, sampleRate_)};
+  log_.timed("LTCOutput: boundary stop after final transmitted frame " + final.text() + "; silence begins at " +
+             requestedStopBoundary_->timecode.text());
+  if (onAnchor) onAnchor(anchor);
+  if (boundaryStopCompletion_) boundaryStopCompletion_(anchor);
+}
+
+void LTCOutputSession::requestBoundaryStop(std::function<void(const TimecodeAnchor&)> completion) {
+  producerQueue_->post([weak = weak_from_this(), completion = std::move(completion)]() mutable {
+    const auto self = weak.lock();
+    if (!self || self->requestedStopBoundary_) return;
+    self->boundaryStopCompletion_ = std::move(completion);
+    const std::int64_t rendered = self->renderer_->renderedSampleOffset();
+    for (const FrameBoundary& boundary : self->frameBoundaries_) {
+      if (boundary.sampleOffset <= rendered) continue;
+      self->requestedStopBoundary_ = boundary;
+      self->renderer_->requestStopAt(boundary.sampleOffset);
+      return;
+    }
+  });
+}
+
+void LTCOutputSession::close() {
+  producerQueue_->runSync([this] {
+    producerTimer_.reset();
+    generator_.reset();
+    frameBoundaries_.clear();
+    requestedStopBoundary_.reset();
+    boundaryStopCompletion_ = nullptr;
+  });
+}
+
+}  // namespace tallyrig

@@ -57,8 +57,8 @@ class PipeWireConnection {
   class DataThreadScope {
    public:
     explicit DataThreadScope(const PipeWireConnection& connection) noexcept
-        : before_(std::exchange(current_, &connection)) {}
-    ~DataThreadScope() { current_ = before_; }
+        : before_(std::exchange(current(), &connection)) {}
+    ~DataThreadScope() { current() = before_; }
     DataThreadScope(const DataThreadScope&) = delete;
     DataThreadScope& operator=(const DataThreadScope&) = delete;
 
@@ -68,7 +68,7 @@ class PipeWireConnection {
   };
 
   /// Whether the caller stands inside a `DataThreadScope` of this connection. Any thread, real-time safe.
-  bool isDataThread() const noexcept { return current_ == this; }
+  bool isDataThread() const noexcept { return current() == this; }
 
   /// A missing server is no error. `listener` must outlive the connection.
   explicit PipeWireConnection(Listener& listener);
@@ -112,7 +112,11 @@ class PipeWireConnection {
   static void retry(void* self, std::uint64_t expirations);
   static void tick(void* self, std::uint64_t expirations);
 
-  static inline constinit thread_local const PipeWireConnection* current_ = nullptr;
+  /// Of the running thread.
+  static const PipeWireConnection*& current() noexcept {
+    static constinit thread_local const PipeWireConnection* connection = nullptr;
+    return connection;
+  }
 
   Listener& listener_;
   pw_thread_loop* loop_ = nullptr;

@@ -9,7 +9,11 @@ RealtimeAudioChunkRing::RealtimeAudioChunkRing(std::int64_t capacity, std::int64
       maximumFrames_(std::max<std::int64_t>(maximumFrames, 0)),
       samples_(std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(capacity_ * maximumFrames_))),
       slots_(std::make_unique<Slot[]>(static_cast<std::size_t>(capacity_))) {
-  for (std::int64_t index = 0; index < capacity_; ++index) slots_[index].samples = &samples_[index * maximumFrames_];
+  for (std::int64_t index = 0; index < capacity_; ++index) {
+    slots_[index].samples = &samples_[index * maximumFrames_];
+    // Brings in the page that a chunk of usual size fits in, so that the callback does not have to wait for it.
+    if (maximumFrames_ > 0) slots_[index].samples[0] = 0;
+  }
 }
 
 RealtimeAudioChunkRing::Slot* RealtimeAudioChunkRing::beginPush() noexcept {

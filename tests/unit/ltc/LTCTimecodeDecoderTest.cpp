@@ -214,7 +214,9 @@ TEST(LTCTimecodeDecoder, ARateThatIsNoneLosesTheChunkAndTheNextIsTriedAgain) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   for (const double rate : {0.0, -48000.0, 24.0, kInfinity, 1e300, std::numeric_limits<double>::quiet_NaN()}) {
     DecoderRun run;
-    run.feed(writer.samples, rate, 480, HostTime{1000});
+    for (int chunk = 0; chunk < 5; ++chunk) {
+      run.decoder.process({&writer.samples[static_cast<std::size_t>(chunk) * 480], 480}, HostTime{1000}, rate);
+    }
     EXPECT_THAT(run.frames, IsEmpty()) << rate;
     run.feed(writer.samples, 48000, 480);
     EXPECT_EQ(run.frames.size(), 3U) << rate;

@@ -10,6 +10,9 @@
 namespace tallyrig {
 namespace {
 
+/// A run in which the server left cycles out says nothing about our side and is repeated.
+constexpr int kAttempts = 5;
+
 class PipeWireIO : public PipeWireFixture {
  protected:
   void SetUp() override { startRig({}); }
@@ -223,19 +226,26 @@ TEST_F(PipeWireIO, SoundFromAnotherProgramArrivesOnItsChannelAtItsInstant) {
     std::copy_n(buffer.data, frames, heard.data() + at);
     at += frames;
   });
-  ASSERT_EQ(io->start(), kPlatformOk);
-  const auto sound = rig_->play("source", {2}, {ramp(20000)});
-  ASSERT_TRUE(queue_.runUntil([&] { return full.load(); }, std::chrono::seconds(20)));
-  io->stop();
-  if (sound->gaps() > 0) GTEST_SKIP() << "the machine stalled: the server left cycles out";
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    at = 0;
+    heardFrom = 0;
+    full = false;
+    ASSERT_EQ(io->start(), kPlatformOk);
+    const auto sound = rig_->play("source", {2}, {ramp(20000)});
+    ASSERT_TRUE(queue_.runUntil([&] { return full.load(); }, std::chrono::seconds(20)));
+    io->stop();
+    if (sound->gaps() > 0) continue;
 
-  const auto start = static_cast<std::size_t>(std::ranges::find_if(heard, isSound) - heard.begin());
-  ASSERT_LT(start, heard.size());
-  EXPECT_EQ(heard[start], 1.0F / (1 << 20));
-  EXPECT_EQ(rampLength(heard, start), 20000U);
-  EXPECT_EQ(elsewhere, 0.0F);
-  const double sample = (static_cast<double>(sound->startNanos()) - static_cast<double>(heardFrom)) * 48000 / 1e9;
-  EXPECT_NEAR(static_cast<double>(start), sample, 0.01);
+    const auto start = static_cast<std::size_t>(std::ranges::find_if(heard, isSound) - heard.begin());
+    ASSERT_LT(start, heard.size());
+    EXPECT_EQ(heard[start], 1.0F / (1 << 20));
+    EXPECT_EQ(rampLength(heard, start), 20000U);
+    EXPECT_EQ(elsewhere, 0.0F);
+    const double sample = (static_cast<double>(sound->startNanos()) - static_cast<double>(heardFrom)) * 48000 / 1e9;
+    EXPECT_NEAR(static_cast<double>(start), sample, 0.01);
+    return;
+  }
+  FAIL() << "the machine stalled in every attempt: the server left cycles out";
 }
 
 TEST_F(PipeWireIO, ACardOfTwoNodesPlaysAndRecordsInOneCycle) {
@@ -257,15 +267,19 @@ TEST_F(PipeWireIO, ACardOfTwoNodesPlaysAndRecordsInOneCycle) {
   ASSERT_EQ(io->start(), kPlatformOk);
   const auto sound = rig_->play("inputs", {1}, {std::vector<float>(480000, 0.25F)});
   EXPECT_TRUE(queue_.runUntil([&] { return heard.load() && cycles > 10; }));
-  const auto recording = rig_->record("outputs", {0, 1}, 10000);
-  recording->waitUntilDone(std::chrono::seconds(10));
-  EXPECT_EQ(std::ranges::count(recording->samples()[0], 0.0F), 10000);
-  if (recording->gaps() > 0) GTEST_SKIP() << "the machine stalled: the server left cycles out";
-  const auto& recorded = recording->samples()[1];
-  const auto start = static_cast<std::size_t>(std::ranges::find_if(recorded, isSound) - recorded.begin());
-  // Until its links are up a recorder hears silence.
-  EXPECT_LE(start, 3 * 1024U);
-  EXPECT_EQ(start + rampLength(recorded, start), recorded.size());
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const auto recording = rig_->record("outputs", {0, 1}, 10000);
+    recording->waitUntilDone(std::chrono::seconds(10));
+    EXPECT_EQ(std::ranges::count(recording->samples()[0], 0.0F), 10000);
+    if (recording->gaps() > 0) continue;
+    const auto& recorded = recording->samples()[1];
+    const auto start = static_cast<std::size_t>(std::ranges::find_if(recorded, isSound) - recorded.begin());
+    // Until its links are up a recorder hears silence.
+    EXPECT_LE(start, 3 * 1024U);
+    EXPECT_EQ(start + rampLength(recorded, start), recorded.size());
+    return;
+  }
+  FAIL() << "the machine stalled in every attempt: the server left cycles out";
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QColor>
-#include <QtQml>
 
 #include "app/AtlasItem.h"
 

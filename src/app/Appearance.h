@@ -1,8 +1,8 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QPalette>
-#include <QtQml>
 
 #include "reader/ReaderStore.h"
 

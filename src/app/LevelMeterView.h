@@ -1,7 +1,7 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QPointer>
-#include <QtQml>
 
 #include "app/AtlasItem.h"
 #include "reader/ReaderInstance.h"

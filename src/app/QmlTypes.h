@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QtQml>
+#include <QtQml/qqmlregistration.h>
 
 #include "reader/ReaderInstance.h"
 #include "reader/ReaderSettingsForm.h"

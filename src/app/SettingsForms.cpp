@@ -1,5 +1,7 @@
 #include "app/SettingsForms.h"
 
+#include <QQmlEngine>
+
 namespace tallyrig {
 
 SettingsForms::SettingsForms(ReaderStore& store, const ReaderServices& services) : store_(store), services_(services) {}

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QObject>
-#include <QtQml>
 
 #include "reader/ReaderServices.h"
 #include "reader/ReaderSettingsForm.h"

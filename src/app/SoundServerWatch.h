@@ -1,8 +1,8 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QString>
-#include <QtQml>
 #include <cstdint>
 
 #include "platform/AudioSystem.h"

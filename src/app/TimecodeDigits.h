@@ -1,8 +1,8 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QColor>
 #include <QPointer>
-#include <QtQml>
 #include <optional>
 
 #include "app/AtlasItem.h"

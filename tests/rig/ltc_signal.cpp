@@ -4,7 +4,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "rig/LtcSignal.h"
+#include "rig/ReferenceSignal.h"
+#include "rig/WavFile.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ int usage() {
   return 2;
 }
 
-bool set(tallyrig::LtcSignal& signal, const std::string& name, const std::string& value) {
+bool set(tallyrig::ReferenceSpec& signal, const std::string& name, const std::string& value) {
   if (name == "rate") {
     signal.rate = value;
   } else if (name == "start") {
@@ -41,7 +42,7 @@ bool set(tallyrig::LtcSignal& signal, const std::string& name, const std::string
 
 int main(int argc, char** argv) {
   if (argc < 2) return usage();
-  tallyrig::LtcSignal signal;
+  tallyrig::ReferenceSpec signal;
   for (int index = 1; index + 1 < argc; ++index) {
     const std::string argument = argv[index];
     const std::size_t equals = argument.find('=');
@@ -49,9 +50,9 @@ int main(int argc, char** argv) {
       return usage();
     }
   }
-  const auto encoded = tallyrig::encodeLtc(signal);
+  const auto encoded = tallyrig::encodeReference(signal);
   if (!encoded) return usage();
-  const std::string error = tallyrig::writeWav(argv[argc - 1], encoded->samples, signal.sampleRate);
+  const std::string error = tallyrig::writeWav(argv[argc - 1], {encoded->samples, signal.sampleRate});
   if (!error.empty()) std::fprintf(stderr, "ltc_signal: %s\n", error.c_str());
   return error.empty() ? 0 : 1;
 }

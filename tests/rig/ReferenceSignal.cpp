@@ -1,8 +1,8 @@
-#include "rig/LtcSignal.h"
+#include "rig/ReferenceSignal.h"
 
 #include <ltc.h>
-#include <sndfile.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <memory>
@@ -25,6 +25,10 @@ constexpr std::array<Rate, 4> kRates{{
     {"30", 30.0, LTC_TV_525_60},
 }};
 
+struct DecoderDeleter {
+  void operator()(LTCDecoder* decoder) const { ltc_decoder_free(decoder); }
+};
+
 struct EncoderDeleter {
   void operator()(LTCEncoder* encoder) const { ltc_encoder_free(encoder); }
 };
@@ -36,7 +40,7 @@ const Rate* findRate(std::string_view name) {
   return nullptr;
 }
 
-std::optional<SMPTETimecode> parse(const std::string& text) {
+std::optional<SMPTETimecode> parseTimecode(const std::string& text) {
   SMPTETimecode value{};
   char rest = 0;
   const int count = std::sscanf(text.c_str(), "%2hhu:%2hhu:%2hhu:%2hhu%c", &value.hours, &value.mins, &value.secs,
@@ -53,9 +57,9 @@ std::string text(const SMPTETimecode& value) {
 
 }  // namespace
 
-std::optional<EncodedLtc> encodeLtc(const LtcSignal& signal) {
+std::optional<ReferenceSignal> encodeReference(const ReferenceSpec& signal) {
   const Rate* rate = findRate(signal.rate);
-  std::optional<SMPTETimecode> start = parse(signal.start);
+  std::optional<SMPTETimecode> start = parseTimecode(signal.start);
   if (rate == nullptr || !start || signal.frames <= 0 || signal.sampleRate <= 0) return std::nullopt;
   const std::unique_ptr<LTCEncoder, EncoderDeleter> encoder(
       ltc_encoder_create(signal.sampleRate, rate->framesPerSecond, rate->standard, 0));
@@ -63,7 +67,7 @@ std::optional<EncodedLtc> encodeLtc(const LtcSignal& signal) {
   ltc_encoder_set_volume(encoder.get(), signal.levelDBFS);
   ltc_encoder_set_timecode(encoder.get(), &*start);
 
-  EncodedLtc result;
+  ReferenceSignal result;
   for (int index = 0; index < signal.frames; ++index) {
     SMPTETimecode current{};
     ltc_encoder_get_timecode(encoder.get(), &current);
@@ -79,17 +83,23 @@ std::optional<EncodedLtc> encodeLtc(const LtcSignal& signal) {
   return result;
 }
 
-std::string writeWav(const std::filesystem::path& path, const std::vector<float>& samples, double sampleRate) {
-  SF_INFO info{};
-  info.samplerate = static_cast<int>(sampleRate);
-  info.channels = 1;
-  info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_24;
-  SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
-  if (file == nullptr) return path.string() + ": " + sf_strerror(nullptr);
-  const auto count = static_cast<sf_count_t>(samples.size());
-  const bool complete = sf_write_float(file, samples.data(), count) == count;
-  const bool closed = sf_close(file) == 0;
-  return complete && closed ? "" : path.string() + ": not all of it could be written";
+std::vector<std::string> decodeReference(const std::vector<float>& samples, double sampleRate) {
+  constexpr std::size_t kChunk = 1024;
+  const std::size_t silence = kChunk * 10;
+  std::vector<float> line(silence + (samples.size() / kChunk + 1) * kChunk + silence);
+  std::copy(samples.begin(), samples.end(), line.begin() + static_cast<std::ptrdiff_t>(silence));
+  const std::unique_ptr<LTCDecoder, DecoderDeleter> decoder(ltc_decoder_create(static_cast<int>(sampleRate / 25), 32));
+  std::vector<std::string> result;
+  for (std::size_t at = 0; at < line.size(); at += kChunk) {
+    ltc_decoder_write_float(decoder.get(), line.data() + at, kChunk, static_cast<ltc_off_t>(at));
+    LTCFrameExt frame{};
+    while (ltc_decoder_read(decoder.get(), &frame) == 1) {
+      SMPTETimecode value{};
+      ltc_frame_to_time(&value, &frame.ltc, 0);
+      result.push_back(text(value));
+    }
+  }
+  return result;
 }
 
 }  // namespace tallyrig

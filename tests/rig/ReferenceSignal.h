@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -8,7 +7,7 @@
 namespace tallyrig {
 
 /// A stretch of LTC to be made by libltc's own encoder: a known truth to hold the program against.
-struct LtcSignal {
+struct ReferenceSpec {
   /// "24", "25", "29.97df" or "30".
   std::string rate = "25";
   /// "HH:MM:SS:FF" of the first frame.
@@ -21,15 +20,16 @@ struct LtcSignal {
 };
 
 /// The samples, and the timecode that each frame carries.
-struct EncodedLtc {
+struct ReferenceSignal {
   std::vector<float> samples;
   std::vector<std::string> timecodes;
 };
 
 /// Absent if a value is not one that the encoder takes.
-std::optional<EncodedLtc> encodeLtc(const LtcSignal& signal);
+std::optional<ReferenceSignal> encodeReference(const ReferenceSpec& signal);
 
-/// Writes a mono WAV file of 24 bits. An empty text, or what went wrong.
-std::string writeWav(const std::filesystem::path& path, const std::vector<float>& samples, double sampleRate);
+/// The timecodes that bare libltc reads of these samples when silence stands before and after them. It never reads the
+/// very first frame, whose first edge comes out of silence, nor the last, whose last edge never comes.
+std::vector<std::string> decodeReference(const std::vector<float>& samples, double sampleRate);
 
 }  // namespace tallyrig

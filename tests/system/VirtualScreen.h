@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QImage>
+#include <QPoint>
+#include <memory>
+#include <string>
+
+#include "system/WatchedProcess.h"
+
+namespace tallyrig {
+
+/// A screen in memory with a window manager on it, a pointer and a keyboard. Ends with its object. One thread.
+class VirtualScreen {
+ public:
+  VirtualScreen();
+
+  /// Empty, or why there is no screen.
+  const std::string& error() const { return error_; }
+  /// What DISPLAY must be for a program to appear here.
+  const std::string& display() const { return display_; }
+
+  /// The whole screen as it is now, kept as {name}.png among the screenshots of this build.
+  QImage screenshot(const std::string& name) const;
+
+  bool click(QPoint place) const;
+  /// A key by its X name, such as "Escape" or "ctrl+a".
+  bool key(const std::string& name) const;
+  bool type(const std::string& text) const;
+  /// Whether a window with exactly this title is shown.
+  bool hasWindow(const std::string& title) const;
+
+ private:
+  Environment environment() const;
+  bool point(std::vector<std::string> arguments) const;
+
+  std::string display_;
+  std::string error_;
+  std::unique_ptr<WatchedProcess> server_;
+  std::unique_ptr<WatchedProcess> windowManager_;
+};
+
+}  // namespace tallyrig

@@ -17,7 +17,6 @@ constexpr double kSecondsAhead = 2.0;
 
 LTCOutputSession::LTCOutputSession(Settings settings, const HostClock& clock, Scheduler& scheduler, Log& log)
     : settings_(std::move(settings)),
-      clock_(clock),
       log_(log),
       producerQueue_(scheduler.makeQueue("Tallyrig.LTCOutputProducer", QueuePriority::kUserInitiated)),
       renderer_(std::make_shared<LTCOutputRenderer>(settings_.channel, clock)) {}

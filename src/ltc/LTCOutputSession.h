@@ -69,7 +69,6 @@ class LTCOutputSession : public std::enable_shared_from_this<LTCOutputSession> {
   void reportBoundaryStop();
 
   const Settings settings_;
-  const HostClock& clock_;
   Log& log_;
   std::shared_ptr<SerialQueue> producerQueue_;
   std::shared_ptr<LTCOutputRenderer> renderer_;

@@ -11,7 +11,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "rig/LtcSignal.h"
+#include "rig/ReferenceSignal.h"
 #include "support/PipeWireRig.h"
 
 namespace tallyrig {
@@ -72,7 +72,7 @@ class RigProcess {
       RigSamples samples;
       for (int channel = 0; channel < kChannels; ++channel) {
         const auto code =
-            encodeLtc({.start = "10:00:" + std::to_string(10 + channel % 50) + ":00", .frames = seconds * 25});
+            encodeReference({.start = "10:00:" + std::to_string(10 + channel % 50) + ":00", .frames = seconds * 25});
         if (!code) return 1;
         samples.push_back(code->samples);
       }

@@ -44,7 +44,7 @@ void LTCAudioDeviceSession::close() {
 }
 
 void LTCAudioDeviceSession::addInput(const QUuid& subscriber, AudioInputHandler handler) {
-  subscribers_[subscriber] = std::move(handler);
+  subscribers_[subscriber] = std::make_shared<const AudioInputHandler>(std::move(handler));
   publishInputs();
 }
 
@@ -54,7 +54,7 @@ void LTCAudioDeviceSession::removeInput(const QUuid& subscriber) {
 }
 
 void LTCAudioDeviceSession::addOutput(const QUuid& subscriber, AudioOutputHandler handler) {
-  outputs_[subscriber] = std::move(handler);
+  outputs_[subscriber] = std::make_shared<const AudioOutputHandler>(std::move(handler));
   publishOutputs();
 }
 
@@ -67,18 +67,20 @@ void LTCAudioDeviceSession::runCycle(const CallbackState& state, const AudioCycl
   if (!cycle.input.empty() && cycle.input.front().channelCount != 0 && !state.input->handlers.empty()) {
     const AudioBuffer& first = cycle.input.front();
     const auto frames = static_cast<std::uint32_t>(first.byteSize / (first.channelCount * sizeof(float)));
-    for (const auto& handler : state.input->handlers) handler(cycle.input, frames, state.sampleRate, cycle.inputTime);
+    for (const auto& handler : state.input->handlers)
+      (*handler)(cycle.input, frames, state.sampleRate, cycle.inputTime);
   }
   if (!state.output->handlers.empty()) {
     for (const AudioBuffer& buffer : cycle.output) {
       if (buffer.data != nullptr) std::memset(buffer.data, 0, buffer.byteSize);
     }
-    for (const auto& handler : state.output->handlers) handler(cycle.output, cycle.outputTime);
+    for (const auto& handler : state.output->handlers) (*handler)(cycle.output, cycle.outputTime);
   }
 }
 
 void LTCAudioDeviceSession::publishInputs() {
   auto next = std::make_unique<InputSnapshot>();
+  next->handlers.reserve(subscribers_.size());
   for (const auto& [subscriber, handler] : subscribers_) next->handlers.push_back(handler);
   std::unique_ptr<const InputSnapshot> snapshot = std::move(next);
   betweenCycles([&] { state_->input.swap(snapshot); });
@@ -86,6 +88,7 @@ void LTCAudioDeviceSession::publishInputs() {
 
 void LTCAudioDeviceSession::publishOutputs() {
   auto next = std::make_unique<OutputSnapshot>();
+  next->handlers.reserve(outputs_.size());
   for (const auto& [subscriber, handler] : outputs_) next->handlers.push_back(handler);
   std::unique_ptr<const OutputSnapshot> snapshot = std::move(next);
   betweenCycles([&] { state_->output.swap(snapshot); });

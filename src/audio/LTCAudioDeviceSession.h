@@ -52,11 +52,12 @@ class LTCAudioDeviceSession {
   double sampleRate() const { return sampleRate_; }
 
  private:
+  // Successive snapshots share their handlers, so that a client's coming costs little on a device with many.
   struct InputSnapshot {
-    std::vector<AudioInputHandler> handlers;
+    std::vector<std::shared_ptr<const AudioInputHandler>> handlers;
   };
   struct OutputSnapshot {
-    std::vector<AudioOutputHandler> handlers;
+    std::vector<std::shared_ptr<const AudioOutputHandler>> handlers;
   };
   /// All that the callback reads.
   struct CallbackState {
@@ -74,8 +75,8 @@ class LTCAudioDeviceSession {
   AudioInputDevice device_;
   AudioSystem& audio_;
   Log& log_;
-  std::map<QUuid, AudioInputHandler> subscribers_;
-  std::map<QUuid, AudioOutputHandler> outputs_;
+  std::map<QUuid, std::shared_ptr<const AudioInputHandler>> subscribers_;
+  std::map<QUuid, std::shared_ptr<const AudioOutputHandler>> outputs_;
   double sampleRate_ = 0;
   /// Shared with the callback, so that it stands for as long as a callback can run.
   std::shared_ptr<CallbackState> state_ = std::make_shared<CallbackState>();

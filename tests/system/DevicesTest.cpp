@@ -57,7 +57,26 @@ TEST_F(Devices, ADeviceThatIsBackWithinASecondIsFollowedToItsNewNumber) {
   EXPECT_EQ(count("LTCAudioInputHub: waiting for audio device"), 0);
 }
 
-TEST_F(Devices, TheLastCardToLeaveADeviceClosesItAndNotTheFirst) {
+TEST_F(Devices, ADeviceThatIsBackLaterIsFoundWhenTheSettingsAreAppliedAgain) {
+  startRig();
+  rig().add(kStage);
+  ASSERT_NO_FATAL_FAILURE(startCards({{.label = "FOH", .deviceName = "Stage Box", .channel = 2}}));
+  rig().remove("stage");
+  ASSERT_TRUE(program().says("LTCAudioInputHub: rebuilding shared input sessions"));
+  ASSERT_TRUE(program().says("LTCAudioInputHub: waiting for audio device — Stage Box"));
+  rig().add(kStage);
+
+  ASSERT_TRUE(press(CardButton::kSettings, "#104080"));
+  ASSERT_TRUE(program().says("DeviceRegistry: refresh begin reason=settings FOH"));
+  ASSERT_TRUE(program().says("Settings[FOH]: loaded cached device registry"));
+  ASSERT_TRUE(pressApply());
+  ASSERT_TRUE(program().says("Settings[FOH]: restarting monitoring after transport change"));
+  ASSERT_TRUE(program().says("LTCReceiver: subscribed Stage Box, id "));
+  const auto sound = playCode(2, "06:00:00:00");
+  ASSERT_TRUE(program().says("LTCReceiver: channel 3 first decoded frame 06:00:00:0"));
+}
+
+TEST_F(Devices, ACardThatLeavesASharedDeviceDoesNotDisturbTheOther) {
   startRig();
   rig().add(kStage);
   ASSERT_NO_FATAL_FAILURE(startCards({{.label = "One", .colour = "#104080", .deviceName = "Stage Box", .channel = 2},
@@ -66,6 +85,20 @@ TEST_F(Devices, TheLastCardToLeaveADeviceClosesItAndNotTheFirst) {
   const auto sound = playCode(2, "03:00:00:00");
   ASSERT_TRUE(program().says("LTCReceiver: channel 3 first decoded frame"));
   ASSERT_TRUE(program().says("LTCReceiver: channel 3 first decoded frame"));
+  EXPECT_TRUE(showsBorder("shared", "#703010", kSignalGreen));
+
+  ASSERT_TRUE(press(CardButton::kRemove, "#104080"));
+  EXPECT_TRUE(shows("shared-one-left", [](const QImage& picture) {
+    return !findCard(picture, QColor("#104080")) && findCard(picture, QColor("#703010"));
+  }));
+  EXPECT_TRUE(showsBorder("shared-goes-on", "#703010", kSignalGreen));
+  EXPECT_EQ(count("LTCReceiver: subscribed"), 2);
+  EXPECT_EQ(count("LTCAudioDeviceSession: opened"), 1);
+  EXPECT_EQ(count("input loss detected"), 0);
+
+  ASSERT_TRUE(press(CardButton::kRemove, "#703010"));
+  EXPECT_TRUE(shows("wall-empty", [&](const QImage&) { return program().readReaders() == "[]"; }));
+  EXPECT_TRUE(program().quit());
 }
 
 TEST_F(Devices, ASoundServerThatIsStartedAgainGivesTheCardsTheirCodeBack) {

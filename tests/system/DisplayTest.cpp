@@ -27,13 +27,7 @@ TEST_F(Display, TheDigitsRunWithTheCodeOnTheLine) {
   ASSERT_TRUE(truth);
   const auto sound = rig().play("stage", {4}, {truth->samples});
   ASSERT_TRUE(program().says("LTCReceiver: channel 5 first decoded frame "));
-  const auto borderIs = [](QColor colour) {
-    return [colour](const QImage& image) {
-      const auto card = findCard(image, QColor("#104080"));
-      return card && borderShare(image, *card, colour) > 0.9;
-    };
-  };
-  EXPECT_TRUE(shows("signal", borderIs(kSignalGreen)));
+  EXPECT_TRUE(showsBorder("signal", "#104080", kSignalGreen));
 
   // A picture shows the frame of some instant between when it was asked for and when it was there. Before it is asked
   // for, what is shown can be older by a tick of the clock and the time that painting takes.
@@ -60,7 +54,7 @@ TEST_F(Display, TheDigitsRunWithTheCodeOnTheLine) {
   }
 
   ASSERT_TRUE(program().says("LTCReceiver: channel 5 decoder reset after signal loss"));
-  EXPECT_TRUE(shows("no-signal", borderIs(kIdleRed)));
+  EXPECT_TRUE(showsBorder("no-signal", "#104080", kIdleRed));
 }
 
 TEST_F(Display, AnIdleGeneratorShowsItsStartAtEverySize) {

@@ -66,11 +66,27 @@ TEST_F(Persistence, APowerCutLeavesAWholeFileAndTheNextStartReadsIt) {
   EXPECT_EQ(labels(parse(program().readReaders())), (std::vector<std::string>{"One", "Two"}));
 }
 
+TEST_F(Persistence, APowerCutRightAfterACardWasAddedKeepsIt) {
+  program().writeReaders(readersFile({{.label = "One"}}));
+  program().start();
+  ASSERT_TRUE(program().says("ReaderInstance: no device selected"));
+  ASSERT_TRUE(
+      shows("one-card", [&](const QImage& picture) { return findCard(picture, QColor("#104080")).has_value(); }));
+  ASSERT_TRUE(pressAddReader());
+  // An added card starts before the list is saved: the file is there a moment after its line.
+  ASSERT_TRUE(program().says("ReaderInstance: no device selected"));
+  EXPECT_TRUE(shows("two-cards", [&](const QImage&) {
+    return labels(parse(program().readReaders())) == std::vector<std::string>{"One", "Reader 2"};
+  }));
+  ASSERT_TRUE(program().cut());
+  EXPECT_EQ(labels(parse(program().readReaders())), (std::vector<std::string>{"One", "Reader 2"}));
+}
+
 TEST_F(Persistence, AnUnchangedListIsNotWrittenAgain) {
   program().writeReaders(readersFile({}));
   const auto before = std::filesystem::last_write_time(program().readersPath());
   program().start();
-  ASSERT_TRUE(shows("empty-wall", [&](const QImage&) { return screen().hasWindow("Tallyrig"); }));
+  ASSERT_TRUE(shows("empty-wall", [&](const QImage&) { return screen().window("Tallyrig").has_value(); }));
   ASSERT_TRUE(program().quit());
   EXPECT_EQ(parse(program().readReaders()), Json::array());
   EXPECT_EQ(std::filesystem::last_write_time(program().readersPath()), before);

@@ -37,4 +37,52 @@ testing::AssertionResult SystemTest::showsDigits(const std::string& name, const 
   return testing::AssertionFailure() << "wanted " << digits << ", saw " << seen << "; " << result.message();
 }
 
+testing::AssertionResult SystemTest::showsBorder(const std::string& name, const std::string& colour, QColor border) {
+  return shows(name, [&](const QImage& picture) {
+    const auto card = findCard(picture, QColor(QString::fromStdString(colour)));
+    return card && borderShare(picture, *card, border) > 0.9;
+  });
+}
+
+testing::AssertionResult SystemTest::press(CardButton button, const std::string& colour) {
+  std::optional<QRect> card;
+  const auto result = shows("before-press", [&](const QImage& picture) {
+    card = findCard(picture, QColor(QString::fromStdString(colour)));
+    return card.has_value();
+  });
+  if (!result) return result;
+  const QPoint place(card->right() - static_cast<int>(button), card->top() + 16);
+  return screen_->click(place) ? testing::AssertionSuccess() : testing::AssertionFailure() << "xdotool failed";
+}
+
+testing::AssertionResult SystemTest::pressApply() {
+  // The lowest wide stretch of the blue that the chosen and the chief things have.
+  constexpr QRgb kAccent = qRgb(51, 102, 150);
+  QPoint place;
+  const auto result = shows("settings", [&](const QImage& picture) {
+    for (int y = picture.height() - 1; y >= 0; --y) {
+      int count = 0;
+      int sum = 0;
+      for (int x = 0; x < picture.width(); ++x) {
+        if (picture.pixel(x, y) != kAccent) continue;
+        ++count;
+        sum += x;
+      }
+      if (count < 250) continue;
+      place = {sum / count, y - 5};
+      return true;
+    }
+    return false;
+  });
+  if (!result) return result;
+  return screen_->click(place) ? testing::AssertionSuccess() : testing::AssertionFailure() << "xdotool failed";
+}
+
+testing::AssertionResult SystemTest::pressAddReader() {
+  const auto window = screen_->window("Tallyrig");
+  if (!window) return testing::AssertionFailure() << "there is no window";
+  const bool pressed = screen_->clickIn("Tallyrig", {window->width() - 35, 23});
+  return pressed ? testing::AssertionSuccess() : testing::AssertionFailure() << "xdotool failed";
+}
+
 }  // namespace tallyrig

@@ -31,6 +31,17 @@ class SystemTest : public testing::Test {
   /// Whether the card of this colour comes to show these digits.
   testing::AssertionResult showsDigits(const std::string& name, const std::string& colour, const std::string& digits);
 
+  /// Whether the card of this colour comes to have a border of that one.
+  testing::AssertionResult showsBorder(const std::string& name, const std::string& colour, QColor border);
+
+  /// The buttons in a card's top right corner, by their distance from its right edge.
+  enum class CardButton { kMode = 69, kSettings = 41, kRemove = 16 };
+  testing::AssertionResult press(CardButton button, const std::string& colour);
+  /// The button at the foot of a card's settings, once they stand open. In the light appearance.
+  testing::AssertionResult pressApply();
+  /// The button in the window's top right corner.
+  testing::AssertionResult pressAddReader();
+
  private:
   std::unique_ptr<VirtualScreen> screen_;
   std::unique_ptr<PipeWireRig> rig_;

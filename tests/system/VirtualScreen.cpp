@@ -1,5 +1,6 @@
 #include "system/VirtualScreen.h"
 
+#include <QRegularExpression>
 #include <filesystem>
 
 namespace tallyrig {
@@ -39,25 +40,37 @@ QImage VirtualScreen::screenshot(const std::string& name) const {
   return QImage(QString::fromStdString(path)).convertToFormat(QImage::Format_RGB32);
 }
 
-bool VirtualScreen::point(std::vector<std::string> arguments) const {
+std::optional<std::string> VirtualScreen::xdotool(std::vector<std::string> arguments) const {
   arguments.insert(arguments.begin(), "xdotool");
-  return runCommand(arguments, environment()).has_value();
+  return runCommand(arguments, environment());
 }
 
 bool VirtualScreen::click(QPoint place) const {
-  return point({"mousemove", std::to_string(place.x()), std::to_string(place.y()), "click", "1"});
+  return xdotool({"mousemove", std::to_string(place.x()), std::to_string(place.y()), "click", "1"}).has_value();
 }
 
 bool VirtualScreen::key(const std::string& name) const {
-  return point({"key", name});
+  return xdotool({"key", name}).has_value();
 }
 
 bool VirtualScreen::type(const std::string& text) const {
-  return point({"type", "--delay", "20", text});
+  return xdotool({"type", "--delay", "20", text}).has_value();
 }
 
-bool VirtualScreen::hasWindow(const std::string& title) const {
-  return point({"search", "--onlyvisible", "--name", "^" + title + "$"});
+std::optional<QSize> VirtualScreen::window(const std::string& title) const {
+  const auto geometry =
+      xdotool({"search", "--onlyvisible", "--name", "^" + title + "$", "getwindowgeometry", "--shell"});
+  if (!geometry) return std::nullopt;
+  static const QRegularExpression pattern(QStringLiteral("WIDTH=(\\d+)\\s+HEIGHT=(\\d+)"));
+  const auto match = pattern.match(QString::fromStdString(*geometry));
+  if (!match.hasMatch()) return std::nullopt;
+  return QSize(match.captured(1).toInt(), match.captured(2).toInt());
+}
+
+bool VirtualScreen::clickIn(const std::string& title, QPoint place) const {
+  return xdotool({"search", "--onlyvisible", "--name", "^" + title + "$", "mousemove", "--window", "%1",
+                  std::to_string(place.x()), std::to_string(place.y()), "click", "1"})
+      .has_value();
 }
 
 }  // namespace tallyrig

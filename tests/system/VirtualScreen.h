@@ -2,7 +2,9 @@
 
 #include <QImage>
 #include <QPoint>
+#include <QSize>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "system/WatchedProcess.h"
@@ -26,12 +28,14 @@ class VirtualScreen {
   /// A key by its X name, such as "Escape" or "ctrl+a".
   bool key(const std::string& name) const;
   bool type(const std::string& text) const;
-  /// Whether a window with exactly this title is shown.
-  bool hasWindow(const std::string& title) const;
+  /// The size of the window with exactly this title. Absent if none is shown.
+  std::optional<QSize> window(const std::string& title) const;
+  /// Clicks at a place counted from the top left of that window's contents.
+  bool clickIn(const std::string& title, QPoint place) const;
 
  private:
   Environment environment() const;
-  bool point(std::vector<std::string> arguments) const;
+  std::optional<std::string> xdotool(std::vector<std::string> arguments) const;
 
   std::string display_;
   std::string error_;

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <string>
 
 #include "rig/ReferenceSignal.h"
 #include "system/SystemTest.h"
@@ -21,6 +22,11 @@ class Devices : public SystemTest {
   /// Plays code into a channel of the stage box until the result goes.
   std::unique_ptr<RigSound> playCode(int channel, const std::string& start, int frames = 1500) {
     return rig().play("stage", {channel}, {encodeReference({.rate = "25", .start = start, .frames = frames})->samples});
+  }
+
+  /// The number behind ", id " in a line of the log.
+  static unsigned deviceNumber(const std::string& line) {
+    return static_cast<unsigned>(std::stoul(line.substr(line.find(", id ") + 5)));
   }
 
   int count(const std::string& text) { return program().process().countLines(text); }
@@ -47,11 +53,12 @@ TEST_F(Devices, ADeviceThatIsBackWithinASecondIsFollowedToItsNewNumber) {
   startRig();
   rig().add(kStage);
   ASSERT_NO_FATAL_FAILURE(startCards({{.label = "FOH", .deviceName = "Stage Box", .channel = 2}}));
-  const std::string before = program().lastLine();
+  const unsigned before = deviceNumber(program().lastLine());
   rig().remove("stage");
   rig().add(kStage);
   ASSERT_TRUE(program().says("LTCAudioInputHub: rebuilding shared input sessions"));
   ASSERT_TRUE(program().says("LTCAudioDeviceSession: opened shared IOProc Stage Box, id "));
+  EXPECT_NE(deviceNumber(program().lastLine()), before);
   const auto sound = playCode(2, "02:00:00:00");
   ASSERT_TRUE(program().says("LTCReceiver: channel 3 first decoded frame 02:00:00:0"));
   EXPECT_EQ(count("LTCAudioInputHub: waiting for audio device"), 0);
@@ -128,6 +135,25 @@ TEST_F(Devices, ADeviceNameIsTakenLetterByLetter) {
   ASSERT_TRUE(program().quit());
   EXPECT_NE(program().readReaders().find(R"(Bühne \"links\" \\ 8×Line → 日本 %s %n {})"), std::string::npos)
       << program().readReaders();
+}
+
+TEST_F(Devices, ACardWhoseDeviceIsMissingSaysSoInAmber) {
+  startRig();
+  rig().add(kStage);
+  program().writeReaders(readersFile({{.label = "Gone", .deviceName = "Truck", .deviceID = 4711}}));
+  program().start();
+  ASSERT_TRUE(program().says("ReaderInstance: no device selected, not requesting audio permission"));
+  EXPECT_TRUE(shows("missing-device", [](const QImage& picture) {
+    const auto card = findCard(picture, QColor("#104080"));
+    if (!card) return false;
+    int amber = 0;
+    for (int y = card->top(); y <= card->bottom(); ++y) {
+      for (int x = card->left(); x <= card->right(); ++x) {
+        if (picture.pixelColor(x, y).hsvHue() / 10 == 4 && picture.pixelColor(x, y).value() > 200) ++amber;
+      }
+    }
+    return amber > 50;
+  }));
 }
 
 TEST_F(Devices, WithoutASoundServerTheWindowOpensAllTheSame) {

@@ -37,6 +37,7 @@ std::string readersFile(const std::vector<CardSettings>& cards) {
     entry["backgroundColorHex"] = card.colour;
     entry["tileSize"] = card.tileSize;
     entry["sortOrder"] = list.size();
+    if (card.deviceID) entry["selectedDeviceID"] = *card.deviceID;
     if (!card.deviceName.empty()) entry["selectedDeviceName"] = card.deviceName;
     entry["selectedChannel"] = card.channel;
     if (!card.generatorStart.empty()) {

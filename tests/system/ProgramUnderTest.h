@@ -17,6 +17,7 @@ struct CardSettings {
   std::string label{};
   std::string colour = "#104080";
   std::string deviceName{};
+  std::optional<unsigned> deviceID{};
   /// From 0.
   int channel = 0;
   std::string tileSize = "Medium";

@@ -23,7 +23,10 @@ VirtualScreen::VirtualScreen() {
     return;
   }
   display_ = ":" + *number;
-  windowManager_ = std::make_unique<WatchedProcess>(std::vector<std::string>{"openbox", "--sm-disable"}, environment());
+  // It runs the command when it manages windows; on a new machine it reads every font before.
+  windowManager_ = std::make_unique<WatchedProcess>(
+      std::vector<std::string>{"openbox", "--sm-disable", "--startup", "echo ready"}, environment());
+  if (!windowManager_->waitForLine("ready", 60s)) error_ = "openbox does not start: " + windowManager_->output();
 }
 
 Environment VirtualScreen::environment() const {

@@ -47,6 +47,10 @@ void PipeWireRig::writeConfiguration() const {
        // In a virtual machine the server would raise the shortest cycle.
        << "  vm.overrides = { default.clock.min-quantum = " << quantum << " }\n"
        << "}\n";
+  // The session manager ends where its part for Bluetooth finds no record of who is logged in, as in a container.
+  const auto bluetooth = directory_ / "config" / "wireplumber" / "bluetooth.lua.d";
+  std::filesystem::create_directories(bluetooth);
+  std::ofstream(bluetooth / "51-rig.lua") << "bluez_monitor.enabled = false\n";
 }
 
 ChildProcess::Environment PipeWireRig::environment() const {

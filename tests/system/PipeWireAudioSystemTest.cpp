@@ -93,7 +93,7 @@ TEST_F(PipeWireIO, NothingIsCalledBeforeTheStartAndAfterTheStop) {
 TEST_F(PipeWireIO, ADeviceThatWaitedLongForItsStartHearsFromTheFirstCycle) {
   addDevice(Kind::kDuplex, "duplex", 2);
   openSystem();
-  LoopProbe probe(clock_, 2, 40);
+  LoopProbe probe(2, 40);
   const auto io = openIO("duplex", [&](const AudioCycle& cycle) { probe.cycle(cycle); });
   // Long enough for the cycles that nobody hears to take every buffer there is.
   queue_.runUntil([] { return false; }, std::chrono::milliseconds(500));
@@ -144,8 +144,8 @@ TEST_F(PipeWireIO, TwoDevicesRunSideBySideAndTwoUsersOnOneDevice) {
   addDevice(Kind::kDuplex, "one", 2);
   addDevice(Kind::kDuplex, "other", 4);
   openSystem();
-  LoopProbe one(clock_, 2, 50);
-  LoopProbe other(clock_, 4, 50);
+  LoopProbe one(2, 50);
+  LoopProbe other(4, 50);
   std::atomic<int> again = 0;
   const auto first = openIO("one", [&](const AudioCycle& cycle) { one.cycle(cycle); });
   const auto second = openIO("other", [&](const AudioCycle& cycle) { other.cycle(cycle); });

@@ -64,10 +64,13 @@ TEST_P(PipeWireDevices, EachNoticeBringsAnotherListAndNoHalfDevice) {
   openSystem();
   std::vector<std::vector<AudioDeviceDescription>> lists = {system_->devices()};
   const auto subscription = system_->observeDevices([&] { lists.push_back(system_->devices()); });
+  // Each notice is waited for: changes that follow each other faster share one.
   addDevice(Kind::kDuplex, "large", 64);
   listed("large");
+  ASSERT_TRUE(queue_.runUntil([&] { return lists.size() >= 2; }));
   addDevice(Kind::kSink, "sink", 2);
   listed("sink");
+  ASSERT_TRUE(queue_.runUntil([&] { return lists.size() >= 3; }));
   rig_->remove("large");
   ASSERT_TRUE(vanishes("large"));
   ASSERT_TRUE(queue_.runUntil([&] { return lists.size() >= 4; }));

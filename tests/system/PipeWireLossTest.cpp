@@ -116,7 +116,7 @@ TEST_P(PipeWireLoss, AnUnpluggedDeviceIsSilentAndResumesWhenItReturns) {
   addDevice(Kind::kDuplex, "duplex", 8);
   addDevice(Kind::kDuplex, "other", 2);
   openSystem();
-  LoopProbe probe(clock_, 8, 1000);
+  LoopProbe probe(8, 1000);
   std::atomic<int> others = 0;
   const auto io = openIO("duplex", [&](const AudioCycle& cycle) { probe.cycle(cycle); });
   const auto other = openIO("other", [&](const AudioCycle&) { ++others; });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstdint>
@@ -48,7 +49,8 @@ class LoopProbe {
   struct Verdict {
     /// Cycles whose samples all came back from where and when they were played.
     int exact = 0;
-    /// Cycles in silence, before the first sound has come round.
+    /// Cycles in silence, before the first sound has come round, and those in which some channels have it already: the
+    /// server makes one link after the other.
     int silent = 0;
     /// Cycles right after one that the machine was too busy for: left out by the server, or run after its end.
     int afterStall = 0;
@@ -68,8 +70,11 @@ class LoopProbe {
         ++verdict.silent;
       } else if (isAfterStall(index, rate)) {
         ++verdict.afterStall;
+      } else if (isExact(record, byFirstFrame, rate)) {
+        ++verdict.exact;
       } else {
-        ++(isExact(record, byFirstFrame, rate) ? verdict.exact : verdict.wrong);
+        const bool beginning = verdict.exact == 0 && std::ranges::find(record.first, 0) != record.first.end();
+        ++(beginning ? verdict.silent : verdict.wrong);
       }
     }
     return verdict;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/AudioSystem.h"
+#include "platform/MidiSystem.h"
 
 namespace tallyrig {
 
@@ -29,8 +30,6 @@ struct AudioInputDevice : AudioDevice {
 struct AudioOutputDevice : AudioDevice {
   bool operator==(const AudioOutputDevice&) const = default;
 };
-
-using MIDIEndpointRef = std::uint32_t;
 
 struct MIDISourceDevice {
   MIDIEndpointRef endpoint = 0;

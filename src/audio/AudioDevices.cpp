@@ -35,6 +35,13 @@ std::vector<Device> listDevices(const AudioSystem& audio, std::vector<int> Audio
   return devices;
 }
 
+template <typename Device>
+std::vector<Device> listEndpoints(const std::vector<MidiEndpointDescription>& descriptions) {
+  std::vector<Device> devices;
+  for (const auto& description : descriptions) devices.push_back({description.endpoint, deviceName(description.name)});
+  return devices;
+}
+
 bool isLeftOut(const AudioInputDevice& device) {
   const QString name = QString::fromStdString(device.name).toLower();
   return std::any_of(kLeftOutInputs.begin(), kLeftOutInputs.end(),
@@ -51,6 +58,14 @@ std::vector<AudioInputDevice> listInputDevices(const AudioSystem& audio) {
 
 std::vector<AudioOutputDevice> listOutputDevices(const AudioSystem& audio) {
   return listDevices<AudioOutputDevice>(audio, &AudioDeviceDescription::outputGroups);
+}
+
+std::vector<MIDISourceDevice> listMIDISources(const MidiSystem& midi) {
+  return listEndpoints<MIDISourceDevice>(midi.sources());
+}
+
+std::vector<MIDIDestinationDevice> listMIDIDestinations(const MidiSystem& midi) {
+  return listEndpoints<MIDIDestinationDevice>(midi.destinations());
 }
 
 std::string layoutText(const std::vector<int>& channelGroups) {

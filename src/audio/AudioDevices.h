@@ -31,6 +31,7 @@ struct AudioOutputDevice : AudioDevice {
   bool operator==(const AudioOutputDevice&) const = default;
 };
 
+/// A place that MIDI comes from. `endpoint` is valid for this run only; `name` is as an audio device's. Plain value.
 struct MIDISourceDevice {
   MIDIEndpointRef endpoint = 0;
   std::string name;
@@ -38,6 +39,7 @@ struct MIDISourceDevice {
   bool operator==(const MIDISourceDevice&) const = default;
 };
 
+/// A place that MIDI can be sent to, told like a source.
 struct MIDIDestinationDevice {
   MIDIEndpointRef endpoint = 0;
   std::string name;
@@ -51,6 +53,10 @@ std::vector<AudioInputDevice> listInputDevices(const AudioSystem& audio);
 
 /// The devices with an output side, read from the system now. Nothing is left out. Main thread.
 std::vector<AudioOutputDevice> listOutputDevices(const AudioSystem& audio);
+
+/// All sources and all destinations of MIDI, read from the system now and in its order. Main thread.
+std::vector<MIDISourceDevice> listMIDISources(const MidiSystem& midi);
+std::vector<MIDIDestinationDevice> listMIDIDestinations(const MidiSystem& midi);
 
 /// Channel groups as the log shows them: "8", "2+2+8".
 std::string layoutText(const std::vector<int>& channelGroups);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "support/ListedAudioSystem.h"
+#include "support/RecordingMidiSystem.h"
 
 namespace tallyrig {
 namespace {
@@ -96,6 +97,30 @@ TEST(LayoutText, JoinsTheGroups) {
   EXPECT_EQ(layoutText({2, 2, 8}), "2+2+8");
   EXPECT_EQ(layoutText({2, 0, 8}), "2+0+8");
   EXPECT_EQ(layoutText({}), "");
+}
+
+TEST(MIDIDevices, AllEndpointsAreListedInTheSystemsOrder) {
+  RecordingMidiSystem midi;
+  midi.listedSources = {{7, "Desk"}, {3, "Bluetooth Keys"}, {4, "Desk"}};
+  midi.listedDestinations = {{9, "Lights"}};
+  EXPECT_THAT(listMIDISources(midi), ElementsAre(MIDISourceDevice{7, "Desk"}, MIDISourceDevice{3, "Bluetooth Keys"},
+                                                 MIDISourceDevice{4, "Desk"}));
+  EXPECT_THAT(listMIDIDestinations(midi), ElementsAre(MIDIDestinationDevice{9, "Lights"}));
+}
+
+TEST(MIDIDevices, AnEndpointWithoutANameIsUnknown) {
+  RecordingMidiSystem midi;
+  midi.listedSources = {{7, ""}, {8, "Caf\xE9"}};
+  midi.listedDestinations = {{9, ""}};
+  EXPECT_THAT(listMIDISources(midi),
+              ElementsAre(MIDISourceDevice{7, "Unknown"}, MIDISourceDevice{8, "Caf\xEF\xBF\xBD"}));
+  EXPECT_THAT(listMIDIDestinations(midi), ElementsAre(MIDIDestinationDevice{9, "Unknown"}));
+}
+
+TEST(MIDIDevices, NoEndpointsGiveEmptyLists) {
+  RecordingMidiSystem midi;
+  EXPECT_THAT(listMIDISources(midi), IsEmpty());
+  EXPECT_THAT(listMIDIDestinations(midi), IsEmpty());
 }
 
 }  // namespace

@@ -203,7 +203,9 @@ class Bench {
     }
   }
 
-  ReaderServices services() { return {clock_, wallClock_, *scheduler_, log_, *registry_, *hub_}; }
+  ReaderServices services() {
+    return {clock_, wallClock_, *scheduler_, log_, *audio_, *registry_, *hub_, reservations_};
+  }
 
   int quantum_;
   RigProcess rig_;
@@ -220,6 +222,7 @@ class Bench {
   std::unique_ptr<PipeWireAudioSystem> audio_;
   std::unique_ptr<DeviceRegistry> registry_;
   std::unique_ptr<LTCAudioInputHub> hub_;
+  OutputReservationRegistry reservations_;
   std::unique_ptr<TimecodeRenderClock> renderClock_;
   AudioInputDevice device_;
   std::vector<double> latencies_;

@@ -65,7 +65,8 @@ int main(int argc, char** argv) {
 
   DeviceRegistry registry(audio, log);
   LTCAudioInputHub hub(audio, scheduler, log);
-  const ReaderServices services{clock, wallClock, scheduler, log, registry, hub};
+  OutputReservationRegistry reservations;
+  const ReaderServices services{clock, wallClock, scheduler, log, audio, registry, hub, reservations};
   ReaderStore store(services, preferences, files);
   TimecodeRenderClock renderClock(clock, scheduler, log);
 

@@ -1,21 +1,12 @@
 #include "reader/ReaderInstance.h"
 
-#include <algorithm>
-#include <chrono>
-#include <cmath>
 #include <utility>
 
+#include "reader/FindDevice.h"
 #include "reader/QtText.h"
 
 namespace tallyrig {
 namespace {
-
-/// The first entry of a device list that `matches` accepts, or null.
-template <typename Device, typename Matches>
-const Device* findDevice(const std::vector<Device>& devices, Matches&& matches) {
-  const auto found = std::find_if(devices.begin(), devices.end(), matches);
-  return found == devices.end() ? nullptr : &*found;
-}
 
 template <typename Device>
 std::optional<std::string> nameOf(const Device* device) {
@@ -62,14 +53,8 @@ void ReaderInstance::startLTCMonitoring() {
 }
 
 void ReaderInstance::resolveInputDevice(LTCReceiver& receiver) {
-  const auto& devices = receiver.availableDevices();
-  const AudioInputDevice* device = nullptr;
-  if (settings_.selectedDeviceID) {
-    device = findDevice(devices, [&](const auto& d) { return d.id == *settings_.selectedDeviceID; });
-  }
-  if (device == nullptr && settings_.selectedDeviceName) {
-    device = findDevice(devices, [&](const auto& d) { return d.name == *settings_.selectedDeviceName; });
-  }
+  const auto* device = findStoredDevice(receiver.availableDevices(), &AudioInputDevice::id, settings_.selectedDeviceID,
+                                        settings_.selectedDeviceName);
   if (device != nullptr) {
     set(&ReaderSnapshot::selectedDeviceID, device->id);
     set(&ReaderSnapshot::selectedDeviceName, device->name);
@@ -93,14 +78,8 @@ void ReaderInstance::startReceiver() {
 }
 
 void ReaderInstance::startMTCMonitoring() {
-  const auto& sources = services_.registry.midiSources();
-  const MIDISourceDevice* source = nullptr;
-  if (selectedMIDIEndpoint_) {
-    source = findDevice(sources, [&](const auto& s) { return s.endpoint == *selectedMIDIEndpoint_; });
-  }
-  if (source == nullptr && settings_.selectedMIDISourceName) {
-    source = findDevice(sources, [&](const auto& s) { return s.name == *settings_.selectedMIDISourceName; });
-  }
+  const auto* source = findStoredDevice(services_.registry.midiSources(), &MIDISourceDevice::endpoint,
+                                        selectedMIDIEndpoint_, settings_.selectedMIDISourceName);
   if (source != nullptr) {
     selectedMIDIEndpoint_ = source->endpoint;
     set(&ReaderSnapshot::selectedMIDISourceName, source->name);
@@ -118,27 +97,50 @@ void ReaderInstance::stopMonitoring() {
   receiverConnections_.clear();
   if (ltcReceiver_) ltcReceiver_->stop();
   ltcReceiver_.reset();
+  stopOutputImmediately();
   setTimecode(currentTimecode_, std::nullopt);
   setReceiving(false);
+  setGeneratorRunning(false);
+  setJamSyncState(JamSyncState::off);
   setPeakLevel(0);
   setWarning(std::nullopt);
 }
 
 void ReaderInstance::handleAnchor(const TimecodeAnchor& anchor) {
+  if (isJammed()) {
+    handleJamAnchor(anchor);
+    return;
+  }
   const TimecodeAnchor confirmed{applyFrameOffset(anchor.timecode), anchor.hostTime};
   lastConfirmedInputAnchor_ = confirmed;
   setTimecode(confirmed.timecode, confirmed);
+  if (isReceiving_) startOutput(confirmed, false);
 }
 
 void ReaderInstance::handleReceivingChanged(bool receiving) {
   setReceiving(receiving);
-  if (receiving || !liveAnchor_) return;
+  if (isJammed()) {
+    handleJamReceivingChanged(receiving);
+    return;
+  }
+  if (receiving) return;
+  if (!liveAnchor_ && !(ltcOutputGenerator_ && ltcOutputGenerator_->isGenerating())) return;
 
-  const Timecode held = lastConfirmedInputAnchor_ ? lastConfirmedInputAnchor_->timecode : liveAnchor_->timecode;
-  services_.log.timed("ReaderInstance[" + settings_.label + "]: input loss detected at confirmed " + held.text() +
-                      ", displayed " + textOrNone(currentTimecode_) + "; stopping " +
-                      std::string(rawValue(settings_.outputProtocol)) + " output");
+  std::optional<Timecode> held = currentTimecode_;
+  if (lastConfirmedInputAnchor_) {
+    held = lastConfirmedInputAnchor_->timecode;
+  } else if (liveAnchor_) {
+    held = liveAnchor_->timecode;
+  }
+  services_.log.timed(logTag() + "input loss detected at confirmed " + textOrNone(held) + ", displayed " +
+                      textOrNone(currentTimecode_) + "; stopping " + std::string(rawValue(settings_.outputProtocol)) +
+                      " output");
   setTimecode(held, std::nullopt);
+  stopOutput(settings_.sourceType == SourceType::mtc ? held : std::nullopt);
+}
+
+std::string ReaderInstance::logTag() const {
+  return "ReaderInstance[" + settings_.label + "]: ";
 }
 
 Timecode ReaderInstance::applyFrameOffset(const Timecode& timecode) const {
@@ -147,58 +149,32 @@ Timecode ReaderInstance::applyFrameOffset(const Timecode& timecode) const {
 
 void ReaderInstance::setLtcFrameOffset(std::int64_t offset) {
   set(&ReaderSnapshot::ltcFrameOffset, offset);
-  if (settings_.sourceType != SourceType::ltc || !isReceiving_ || !ltcReceiver_) return;
+  if (settings_.sourceType != SourceType::ltc || isJammed() || !isReceiving_ || !ltcReceiver_) return;
   if (const auto anchor = ltcReceiver_->currentAnchor()) handleAnchor(*anchor);
 }
 
 void ReaderInstance::selectInputDevice(std::optional<AudioDeviceID> id, const std::vector<AudioInputDevice>& devices) {
   set(&ReaderSnapshot::selectedDeviceID, id);
-  set(&ReaderSnapshot::selectedDeviceName,
-      nameOf(findDevice(devices, [&](const auto& device) { return device.id == id; })));
+  set(&ReaderSnapshot::selectedDeviceName, nameOf(findDevice(devices, &AudioInputDevice::id, id)));
   setWarning(std::nullopt);
 }
 
 void ReaderInstance::selectOutputDevice(std::optional<AudioDeviceID> id,
                                         const std::vector<AudioOutputDevice>& devices) {
   set(&ReaderSnapshot::selectedOutputDeviceID, id);
-  set(&ReaderSnapshot::selectedOutputDeviceName,
-      nameOf(findDevice(devices, [&](const auto& device) { return device.id == id; })));
+  set(&ReaderSnapshot::selectedOutputDeviceName, nameOf(findDevice(devices, &AudioOutputDevice::id, id)));
   setWarning(std::nullopt);
 }
 
 void ReaderInstance::selectMIDISource(std::optional<MIDIEndpointRef> endpoint,
                                       const std::vector<MIDISourceDevice>& sources) {
   selectedMIDIEndpoint_ = endpoint;
-  set(&ReaderSnapshot::selectedMIDISourceName,
-      nameOf(findDevice(sources, [&](const auto& source) { return source.endpoint == endpoint; })));
+  set(&ReaderSnapshot::selectedMIDISourceName, nameOf(findDevice(sources, &MIDISourceDevice::endpoint, endpoint)));
   setWarning(std::nullopt);
 }
 
-void ReaderInstance::prepareGeneratorDisplay() {
-  if (settings_.cardRole != CardRole::generator) return;
-  setTimecode(generatorStartTimecode(), std::nullopt);
-  setReceiving(false);
-}
-
-Timecode ReaderInstance::generatorStartTimecode() const {
-  const MTCFrameRate rate = settings_.generatorFrameRate;
-  const std::int64_t top = maxFrameField(rate);
-  if (settings_.generatorStartMode == GeneratorStartMode::manual) {
-    return {settings_.generatorStartHours, settings_.generatorStartMinutes, settings_.generatorStartSeconds,
-            std::min(settings_.generatorStartFrames, top), rate};
-  }
-  using namespace std::chrono;
-  auto moment = services_.wallClock.now();
-  if (settings_.generatorStartMode == GeneratorStartMode::localTime) moment += services_.wallClock.utcOffset(moment);
-  const auto ofDay = moment - floor<days>(moment);
-  const hh_mm_ss<nanoseconds> time(duration_cast<nanoseconds>(ofDay));
-  const double second = static_cast<double>(time.subseconds().count()) / 1e9;
-  return {time.hours().count(), time.minutes().count(), time.seconds().count(),
-          std::min(static_cast<std::int64_t>(second * exactFrameRate(rate)), top), rate};
-}
-
 std::optional<Timecode> ReaderInstance::displayedTimecode(HostTime tick) const {
-  if (liveAnchor_ && isReceiving_) return liveAnchor_->extrapolated(tick, services_.clock);
+  if (!isJammed() && liveAnchor_ && isReceiving_) return liveAnchor_->extrapolated(tick, services_.clock);
   return currentTimecode_;
 }
 
@@ -214,6 +190,20 @@ void ReaderInstance::setReceiving(bool receiving) {
   if (isReceiving_ == receiving) return;
   isReceiving_ = receiving;
   emit isReceivingChanged();
+  emit changed();
+}
+
+void ReaderInstance::setGeneratorRunning(bool running) {
+  if (isGeneratorRunning_ == running) return;
+  isGeneratorRunning_ = running;
+  emit isGeneratorRunningChanged();
+  emit changed();
+}
+
+void ReaderInstance::setJamSyncState(JamSyncState state) {
+  if (jamSyncState_ == state) return;
+  jamSyncState_ = state;
+  emit jamChanged();
   emit changed();
 }
 
@@ -272,6 +262,9 @@ QString ReaderInstance::selectedMIDIDestinationNameText() const {
 }
 QString ReaderInstance::sourceAvailabilityWarningText() const {
   return toQStringOrEmpty(sourceAvailabilityWarning_);
+}
+QString ReaderInstance::jamSyncStateText() const {
+  return toQString(rawValue(jamSyncState_));
 }
 
 }  // namespace tallyrig

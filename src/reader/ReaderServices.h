@@ -2,10 +2,12 @@
 
 #include "audio/DeviceRegistry.h"
 #include "audio/LTCAudioInputHub.h"
+#include "platform/AudioSystem.h"
 #include "platform/HostClock.h"
 #include "platform/Log.h"
 #include "platform/SerialQueue.h"
 #include "platform/WallClock.h"
+#include "reader/OutputReservationRegistry.h"
 
 namespace tallyrig {
 
@@ -15,8 +17,10 @@ struct ReaderServices {
   const WallClock& wallClock;
   Scheduler& scheduler;
   Log& log;
+  AudioSystem& audio;
   DeviceRegistry& registry;
   LTCAudioInputHub& hub;
+  OutputReservationRegistry& reservations;
 };
 
 }  // namespace tallyrig

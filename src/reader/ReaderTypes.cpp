@@ -43,6 +43,12 @@ struct RawValues<AppearanceMode> {
   static constexpr std::array<std::string_view, 3> kTexts{"System", "Light", "Dark"};
 };
 
+template <>
+struct RawValues<JamSyncState> {
+  static constexpr std::array<std::string_view, 6> kTexts{"OFF",    "WAITING",      "ACQUIRING",
+                                                          "LOCKED", "FREEWHEELING", "REACQUIRING"};
+};
+
 template <typename Enumeration>
 std::string_view textOf(Enumeration value) {
   return RawValues<Enumeration>::kTexts.at(static_cast<std::size_t>(value));
@@ -72,6 +78,9 @@ std::string_view rawValue(TileDisplayMode value) noexcept {
   return textOf(value);
 }
 std::string_view rawValue(AppearanceMode value) noexcept {
+  return textOf(value);
+}
+std::string_view rawValue(JamSyncState value) noexcept {
   return textOf(value);
 }
 

@@ -18,6 +18,21 @@ enum class TileSize { small, medium, large };
 enum class TileDisplayMode { full, compact, minimal };
 enum class AppearanceMode { system, light, dark };
 
+/// Where a card under jam sync stands. Its raw value is what the tile shows.
+enum class JamSyncState {
+  off,
+  /// Switched on, no input yet.
+  waiting,
+  /// Input arrives and has not proved stable.
+  acquiring,
+  /// The output was started from a stable input, which is still there.
+  locked,
+  /// The input has gone and the output runs on.
+  freewheeling,
+  /// The input is back and has not proved stable.
+  reacquiring
+};
+
 std::string_view rawValue(CardRole value) noexcept;
 std::string_view rawValue(SourceType value) noexcept;
 std::string_view rawValue(OutputProtocol value) noexcept;
@@ -26,6 +41,7 @@ std::string_view rawValue(GeneratorStartMode value) noexcept;
 std::string_view rawValue(TileSize value) noexcept;
 std::string_view rawValue(TileDisplayMode value) noexcept;
 std::string_view rawValue(AppearanceMode value) noexcept;
+std::string_view rawValue(JamSyncState value) noexcept;
 
 /// The case with exactly this raw value; absent if there is none.
 template <typename Enumeration>

@@ -22,18 +22,21 @@ class Wall {
   void open() {
     registry.emplace(world.audio(), world.log());
     hub.emplace(world.audio(), world.scheduler(), world.log());
+    reservations.emplace();
     store.emplace(services(), world.preferences(), world.files());
   }
 
   /// Ends the engine as the end of the process does: nothing is saved or stopped by hand.
   void close() {
     store.reset();
+    reservations.reset();
     hub.reset();
     registry.reset();
   }
 
   ReaderServices services() {
-    return {world.clock(), world.wallClock(), world.scheduler(), world.log(), *registry, *hub};
+    return {world.clock(), world.wallClock(), world.scheduler(), world.log(), world.audio(), *registry,
+            *hub,          *reservations};
   }
 
   ReaderInstance& card(std::size_t index) { return *store->readers().at(index); }
@@ -41,6 +44,7 @@ class Wall {
   SimulatedWorld world;
   std::optional<DeviceRegistry> registry;
   std::optional<LTCAudioInputHub> hub;
+  std::optional<OutputReservationRegistry> reservations;
   std::optional<ReaderStore> store;
 };
 

@@ -1,0 +1,192 @@
+// The output side of a card: how it starts, refreshes and stops what it emits.
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "reader/FindDevice.h"
+#include "reader/ReaderInstance.h"
+
+namespace tallyrig {
+namespace {
+
+/// The rate that a reader's setting asks for, `input` being the rate of what it re-emits.
+MTCFrameRate readerOutputRate(OutputFrameRate setting, MTCFrameRate input) {
+  switch (setting) {
+    case OutputFrameRate::followInput:
+      return input;
+    case OutputFrameRate::fps24:
+      return MTCFrameRate::fps24;
+    case OutputFrameRate::fps25:
+      return MTCFrameRate::fps25;
+    case OutputFrameRate::fps2997:
+      return MTCFrameRate::fps2997;
+    case OutputFrameRate::fps30:
+      return MTCFrameRate::fps30;
+  }
+  return input;
+}
+
+}  // namespace
+
+Timecode ReaderInstance::generatorStartTimecode() const {
+  const MTCFrameRate rate = settings_.generatorFrameRate;
+  const std::int64_t top = maxFrameField(rate);
+  if (settings_.generatorStartMode == GeneratorStartMode::manual) {
+    return {settings_.generatorStartHours, settings_.generatorStartMinutes, settings_.generatorStartSeconds,
+            std::min(settings_.generatorStartFrames, top), rate};
+  }
+  using namespace std::chrono;
+  auto moment = services_.wallClock.now();
+  if (settings_.generatorStartMode == GeneratorStartMode::localTime) moment += services_.wallClock.utcOffset(moment);
+  const auto ofDay = moment - floor<days>(moment);
+  const hh_mm_ss<nanoseconds> time(duration_cast<nanoseconds>(ofDay));
+  const double second = static_cast<double>(time.subseconds().count()) / 1e9;
+  return {time.hours().count(), time.minutes().count(), time.seconds().count(),
+          std::min(static_cast<std::int64_t>(second * exactFrameRate(rate)), top), rate};
+}
+
+void ReaderInstance::prepareGeneratorDisplay() {
+  if (settings_.cardRole != CardRole::generator || isGeneratorRunning_) return;
+  setTimecode(generatorStartTimecode(), std::nullopt);
+  setReceiving(false);
+}
+
+void ReaderInstance::toggleGenerator() {
+  if (settings_.cardRole != CardRole::generator) return;
+  if (isGeneratorRunning_) {
+    stopOutput(std::nullopt);
+  } else {
+    startGenerator();
+  }
+}
+
+void ReaderInstance::startGenerator() {
+  const TimecodeAnchor start{generatorStartTimecode(), services_.clock.now()};
+  setTimecode(start.timecode, start);
+  startOutput(start, true);
+  setGeneratorRunning(ltcOutputGenerator_ != nullptr);
+  setReceiving(isGeneratorRunning_);
+  if (!isGeneratorRunning_) setTimecode(currentTimecode_, std::nullopt);
+}
+
+MTCFrameRate ReaderInstance::effectiveOutputRate(const TimecodeAnchor& anchor) const {
+  if (settings_.cardRole == CardRole::generator) return settings_.generatorFrameRate;
+  return readerOutputRate(settings_.outputFrameRate, anchor.timecode.frameRate);
+}
+
+void ReaderInstance::startOutput(const TimecodeAnchor& anchor, bool restart) {
+  if (settings_.outputProtocol == OutputProtocol::disabled) return;
+  const MTCFrameRate rate = effectiveOutputRate(anchor);
+  const Timecode target = anchor.extrapolated(services_.clock.now(), services_.clock).converted(rate);
+  if (!restart && isOutputRunning()) {
+    retargetRunningOutput({target, services_.clock.now()});
+    return;
+  }
+  stopOutputImmediately();
+  ++outputGeneration_;
+  startLTCOutput(rate, target);
+}
+
+void ReaderInstance::startLTCOutput(MTCFrameRate rate, const Timecode& target) {
+  auto generator = std::make_shared<LTCOutputGenerator>(services_.clock, services_.scheduler, services_.log,
+                                                        services_.audio, services_.hub);
+  generator->availableDevices = services_.registry.audioOutputs();
+  const AudioOutputDevice* device =
+      findStoredDevice(generator->availableDevices, &AudioOutputDevice::id, settings_.selectedOutputDeviceID,
+                       settings_.selectedOutputDeviceName);
+  if (device == nullptr) {
+    setWarning("No LTC output device selected");
+    return;
+  }
+  set(&ReaderSnapshot::selectedOutputDeviceID, device->id);
+  set(&ReaderSnapshot::selectedOutputDeviceName, device->name);
+  const std::int64_t lastChannel = std::max(device->channelCount - 1, 0);
+  const std::int64_t channel = std::min(settings_.selectedOutputChannel, lastChannel);
+  set(&ReaderSnapshot::selectedOutputChannel, channel);
+  if (!services_.reservations.reserve(AudioOutputReservation{device->id, channel}, settings_.id)) {
+    setWarning(device->name + " channel " + std::to_string(channel + 1) + " is already in use");
+    return;
+  }
+  outputConnections_ = {
+      connect(generator.get(), &LTCOutputGenerator::currentAnchorChanged, this, &ReaderInstance::handleOutputAnchor)};
+  generator->start({.device = *device,
+                    .channel = channel,
+                    .frameRate = rate,
+                    .startTimecode = target,
+                    .volumeDBFS = settings_.outputLevelDBFS});
+  if (generator->errorMessage()) {
+    services_.reservations.releaseAll(settings_.id);
+    setWarning(generator->errorMessage());
+    return;
+  }
+  setWarning(std::nullopt);
+  ltcOutputGenerator_ = std::move(generator);
+  services_.log.timed(logTag() + "started LTC output generation " + std::to_string(outputGeneration_) + " at " +
+                      target.text());
+}
+
+void ReaderInstance::retargetRunningOutput(const TimecodeAnchor&) {}
+
+bool ReaderInstance::isOutputRunning() const {
+  return settings_.outputProtocol == OutputProtocol::ltc && ltcOutputGenerator_ && ltcOutputGenerator_->isGenerating();
+}
+
+void ReaderInstance::handleOutputAnchor(const TimecodeAnchor& anchor) {
+  if (settings_.cardRole == CardRole::generator || isJammed()) setTimecode(anchor.timecode, anchor);
+}
+
+void ReaderInstance::stopOutput(const std::optional<Timecode>& at) {
+  if (ltcOutputGenerator_ && ltcOutputGenerator_->isGenerating()) {
+    services_.log.timed(logTag() + "requested LTC frame-boundary stop for generation " +
+                        std::to_string(outputGeneration_));
+    const BoundaryStop request{at, outputGeneration_, ltcOutputGenerator_};
+    ltcOutputGenerator_->requestBoundaryStop([weak = weak_from_this(), request](const TimecodeAnchor& anchor) {
+      if (const auto self = weak.lock()) self->handleLTCStopCompleted(anchor.timecode, request);
+    });
+    return;
+  }
+  stopOutputImmediately();
+  if (settings_.cardRole == CardRole::generator) {
+    setReceiving(false);
+    setTimecode(currentTimecode_, std::nullopt);
+  }
+}
+
+void ReaderInstance::handleLTCStopCompleted(const Timecode& finalTimecode, const BoundaryStop& request) {
+  if (request.at) {
+    setTimecode(request.at, liveAnchor_);
+  } else if (settings_.cardRole == CardRole::generator || isJammed() ||
+             settings_.outputProtocol != OutputProtocol::disabled) {
+    setTimecode(finalTimecode, liveAnchor_);
+  }
+  if (outputGeneration_ != request.generation) {
+    services_.log.timed(logTag() + "ignored stale stop completion for generation " +
+                        std::to_string(request.generation));
+    return;
+  }
+  if (settings_.cardRole == CardRole::generator) {
+    setTimecode(currentTimecode_, std::nullopt);
+    setReceiving(false);
+    setGeneratorRunning(false);
+  }
+  forgetOutputSubscriptions();
+  if (ltcOutputGenerator_ == request.generator.lock()) ltcOutputGenerator_.reset();
+  services_.reservations.releaseAll(settings_.id);
+  services_.log.timed(logTag() + "LTC output stopped at " + finalTimecode.text());
+}
+
+void ReaderInstance::stopOutputImmediately() {
+  ++outputGeneration_;
+  services_.reservations.releaseAll(settings_.id);
+  forgetOutputSubscriptions();
+  if (const auto generator = std::exchange(ltcOutputGenerator_, nullptr)) generator->stop();
+  if (settings_.cardRole == CardRole::generator) setGeneratorRunning(false);
+}
+
+void ReaderInstance::forgetOutputSubscriptions() {
+  for (const auto& connection : outputConnections_) disconnect(connection);
+  outputConnections_.clear();
+}
+
+}  // namespace tallyrig

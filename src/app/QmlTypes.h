@@ -32,6 +32,20 @@ struct ReaderSettingsFormType {
   QML_UNCREATABLE("Forms are opened by SettingsForms")
 };
 
+struct GeneratorStartSettingsType {
+  Q_GADGET
+  QML_FOREIGN(tallyrig::GeneratorStartSettings)
+  QML_NAMED_ELEMENT(GeneratorStartSettings)
+  QML_UNCREATABLE("A part of ReaderSettingsForm")
+};
+
+struct OutputSettingsType {
+  Q_GADGET
+  QML_FOREIGN(tallyrig::OutputSettings)
+  QML_NAMED_ELEMENT(OutputSettings)
+  QML_UNCREATABLE("A part of ReaderSettingsForm")
+};
+
 struct TimecodeRenderClockType {
   Q_GADGET
   QML_FOREIGN(tallyrig::TimecodeRenderClock)

@@ -4,99 +4,66 @@
 #include <limits>
 #include <utility>
 
+#include "reader/OutputConflict.h"
 #include "reader/QtText.h"
+#include "reader/TransportChange.h"
 
 namespace tallyrig {
-namespace {
-
-template <typename Device>
-QVariantList namedList(const std::vector<Device>& devices) {
-  QVariantList list;
-  for (const auto& device : devices) list.append(QVariantMap{{"name", toQString(device.name)}});
-  return list;
-}
-
-template <typename Device, typename Matches>
-int indexWhere(const std::vector<Device>& devices, Matches&& matches) {
-  const auto found = std::find_if(devices.begin(), devices.end(), matches);
-  return found == devices.end() ? -1 : static_cast<int>(found - devices.begin());
-}
-
-}  // namespace
 
 ReaderSettingsForm::ReaderSettingsForm(std::shared_ptr<ReaderInstance> reader, ReaderStore& store,
                                        const ReaderServices& services)
-    : reader_(std::move(reader)), store_(store), services_(services) {
-  const ReaderSnapshot& settings = reader_->settings();
-  label_ = toQString(settings.label);
-  selectedHex_ = toQString(settings.backgroundColorHex);
-  cardRole_ = settings.cardRole;
-  sourceType_ = settings.sourceType;
-  selectedDeviceID_ = settings.selectedDeviceID;
-  selectedChannel_ = settings.selectedChannel;
-  ltcFrameOffset_ = settings.ltcFrameOffset;
-  selectedEndpoint_ = reader_->selectedMIDIEndpoint();
+    : reader_(std::move(reader)),
+      store_(store),
+      services_(services),
+      draft_(reader_->settings()),
+      device_(draft_.selectedDeviceID, draft_.selectedDeviceName),
+      source_(reader_->selectedMIDIEndpoint(), draft_.selectedMIDISourceName),
+      generatorStart_(draft_, services_),
+      output_(draft_) {
+  connect(&services_.registry, &DeviceRegistry::refreshed, this, &ReaderSettingsForm::loadDevices);
   refreshDevices();
 }
 
 void ReaderSettingsForm::refreshDevices() {
   services_.registry.refresh("settings " + reader_->settings().label);
-  loadDevices();
 }
 
 void ReaderSettingsForm::loadDevices() {
-  devices_ = services_.registry.audioInputs();
-  sources_ = services_.registry.midiSources();
+  device_.load(services_.registry.audioInputs());
+  source_.load(services_.registry.midiSources());
   services_.log.timed("Settings[" + reader_->settings().label + "]: loaded cached device registry");
-
-  const ReaderSnapshot& settings = reader_->settings();
-  if (deviceIndex() < 0 && settings.selectedDeviceName && selectedDeviceID_ == settings.selectedDeviceID) {
-    const int named = indexWhere(devices_, [&](const auto& d) { return d.name == *settings.selectedDeviceName; });
-    if (named >= 0) selectedDeviceID_ = devices_[static_cast<std::size_t>(named)].id;
-  }
-  if (sourceIndex() < 0 && settings.selectedMIDISourceName && selectedEndpoint_ == reader_->selectedMIDIEndpoint()) {
-    const int named = indexWhere(sources_, [&](const auto& s) { return s.name == *settings.selectedMIDISourceName; });
-    if (named >= 0) selectedEndpoint_ = sources_[static_cast<std::size_t>(named)].endpoint;
-  }
-  rememberMissingDevice();
   emit devicesLoaded();
+  takeDevice();
+  output_.load(services_.registry);
+}
+
+void ReaderSettingsForm::takeDevice() {
+  draft_.selectedDeviceID = device_.number();
+  draft_.selectedDeviceName = device_.name();
+  emit channelCountChanged();
   emit edited();
 }
 
-void ReaderSettingsForm::rememberMissingDevice() {
-  const ReaderSnapshot& settings = reader_->settings();
-  const bool isStored = selectedDeviceID_ && selectedDeviceID_ == settings.selectedDeviceID;
-  if (!isStored || deviceIndex() >= 0 || !settings.selectedDeviceName) return;
-  constexpr std::int64_t kMostChannels = 1024;
-  AudioInputDevice missing;
-  missing.id = *selectedDeviceID_;
-  missing.name = *settings.selectedDeviceName;
-  missing.channelCount = static_cast<int>(std::clamp<std::int64_t>(selectedChannel_, 0, kMostChannels - 1)) + 1;
-  missing.channelGroups = {missing.channelCount};
-  devices_.push_back(std::move(missing));
-}
-
-bool ReaderSettingsForm::needsRestart() const {
-  const ReaderSnapshot& settings = reader_->settings();
-  if (cardRole_ != settings.cardRole || sourceType_ != settings.sourceType) return true;
-  if (cardRole_ != CardRole::reader) return false;
-  if (sourceType_ == SourceType::mtc) return selectedEndpoint_ != reader_->selectedMIDIEndpoint();
-  return selectedDeviceID_ != settings.selectedDeviceID || selectedChannel_ != settings.selectedChannel;
+bool ReaderSettingsForm::isOnTheWall() const {
+  const auto& readers = store_.readers();
+  return std::find(readers.begin(), readers.end(), reader_) != readers.end();
 }
 
 bool ReaderSettingsForm::apply() {
-  const bool restart = needsRestart();
-  reader_->set(&ReaderSnapshot::label, label_.toStdString());
-  reader_->set(&ReaderSnapshot::backgroundColorHex, selectedHex_.toStdString());
-  reader_->set(&ReaderSnapshot::cardRole, cardRole_);
-  reader_->set(&ReaderSnapshot::sourceType, sourceType_);
-  if (cardRole_ == CardRole::reader && sourceType_ == SourceType::ltc) {
-    reader_->selectInputDevice(selectedDeviceID_, devices_);
-    reader_->set(&ReaderSnapshot::selectedChannel, selectedChannel_);
-    reader_->setLtcFrameOffset(ltcFrameOffset_);
-  } else if (cardRole_ == CardRole::reader) {
-    reader_->selectMIDISource(selectedEndpoint_, sources_);
+  if (!isOnTheWall()) return true;
+  generatorStart_.settleText();
+  ReaderSnapshot edited = draft_;
+  if (edited.outputProtocol == OutputProtocol::mtc && !edited.selectedMIDIDestinationName) {
+    edited.selectedMIDIDestinationName = reader_->settings().selectedMIDIDestinationName;
   }
+  const auto conflict = outputConflict(store_, edited);
+  setOutputAssignmentWarning(toQStringOrEmpty(conflict));
+  if (conflict) return false;
+
+  const bool readsMIDI = edited.cardRole == CardRole::reader && edited.sourceType == SourceType::mtc;
+  const bool restart = changesTransport(reader_->settings(), edited) ||
+                       (readsMIDI && source_.number() != reader_->selectedMIDIEndpoint());
+  write(edited);
   if (restart) {
     services_.log.timed("Settings[" + reader_->settings().label + "]: restarting monitoring after transport change");
     reader_->startMonitoring();
@@ -106,70 +73,114 @@ bool ReaderSettingsForm::apply() {
   return true;
 }
 
+void ReaderSettingsForm::write(const ReaderSnapshot& settings) {
+  using S = ReaderSnapshot;
+  const auto write = [&](auto... fields) { (reader_->set(fields, settings.*fields), ...); };
+  write(&S::label, &S::backgroundColorHex, &S::cardRole, &S::sourceType);
+  if (settings.cardRole == CardRole::reader) writeInput(settings);
+  writeOutput(settings);
+  write(&S::generatorFrameRate, &S::selectedMIDIDestinationName, &S::generatorStartMode, &S::generatorStartHours,
+        &S::generatorStartMinutes, &S::generatorStartSeconds, &S::generatorStartFrames);
+}
+
+// A device that is away is in no list, so its name is written beside the choice.
+void ReaderSettingsForm::writeInput(const ReaderSnapshot& settings) {
+  if (settings.sourceType == SourceType::mtc) {
+    reader_->selectMIDISource(source_.number(), source_.devices());
+    reader_->set(&ReaderSnapshot::selectedMIDISourceName, source_.name());
+    return;
+  }
+  reader_->selectInputDevice(settings.selectedDeviceID, device_.devices());
+  reader_->set(&ReaderSnapshot::selectedDeviceName, settings.selectedDeviceName);
+  reader_->set(&ReaderSnapshot::selectedChannel, settings.selectedChannel);
+  reader_->setLtcFrameOffset(settings.ltcFrameOffset);
+}
+
+void ReaderSettingsForm::writeOutput(const ReaderSnapshot& settings) {
+  reader_->set(&ReaderSnapshot::outputProtocol, settings.outputProtocol);
+  reader_->set(&ReaderSnapshot::outputFrameRate, settings.outputFrameRate);
+  if (settings.outputProtocol != OutputProtocol::ltc) return;
+  reader_->selectOutputDevice(settings.selectedOutputDeviceID, output_.devices());
+  reader_->set(&ReaderSnapshot::selectedOutputDeviceName, settings.selectedOutputDeviceName);
+  reader_->set(&ReaderSnapshot::selectedOutputChannel, settings.selectedOutputChannel);
+  reader_->set(&ReaderSnapshot::outputLevelDBFS, settings.outputLevelDBFS);
+}
+
+void ReaderSettingsForm::setOutputAssignmentWarning(const QString& warning) {
+  if (outputAssignmentWarning_ == warning) return;
+  outputAssignmentWarning_ = warning;
+  emit outputAssignmentWarningChanged();
+}
+
+QString ReaderSettingsForm::label() const {
+  return toQString(draft_.label);
+}
+
+void ReaderSettingsForm::setLabel(const QString& label) {
+  draft_.label = label.toStdString();
+  emit edited();
+}
+
+QString ReaderSettingsForm::selectedHex() const {
+  return toQString(draft_.backgroundColorHex);
+}
+
+void ReaderSettingsForm::setSelectedHex(const QString& hex) {
+  draft_.backgroundColorHex = hex.toStdString();
+  emit edited();
+}
+
 QString ReaderSettingsForm::cardRole() const {
-  return toQString(rawValue(cardRole_));
+  return toQString(rawValue(draft_.cardRole));
 }
 
 void ReaderSettingsForm::setCardRole(const QString& raw) {
-  cardRole_ = fromRawValue<CardRole>(raw.toStdString()).value_or(cardRole_);
+  draft_.cardRole = fromRawValue<CardRole>(raw.toStdString()).value_or(draft_.cardRole);
   emit edited();
 }
 
 QString ReaderSettingsForm::sourceType() const {
-  return toQString(rawValue(sourceType_));
+  return toQString(rawValue(draft_.sourceType));
 }
 
 void ReaderSettingsForm::setSourceType(const QString& raw) {
-  sourceType_ = fromRawValue<SourceType>(raw.toStdString()).value_or(sourceType_);
+  draft_.sourceType = fromRawValue<SourceType>(raw.toStdString()).value_or(draft_.sourceType);
   emit edited();
-}
-
-QVariantList ReaderSettingsForm::availableDevices() const {
-  return namedList(devices_);
-}
-QVariantList ReaderSettingsForm::availableSources() const {
-  return namedList(sources_);
-}
-
-int ReaderSettingsForm::deviceIndex() const {
-  return indexWhere(devices_, [this](const auto& device) { return device.id == selectedDeviceID_; });
 }
 
 void ReaderSettingsForm::setDeviceIndex(int index) {
-  const bool exists = index >= 0 && index < static_cast<int>(devices_.size());
-  selectedDeviceID_ = exists ? std::optional(devices_[static_cast<std::size_t>(index)].id) : std::nullopt;
-  if (exists && selectedChannel_ >= channelCount()) selectedChannel_ = 0;
-  emit edited();
-}
-
-int ReaderSettingsForm::sourceIndex() const {
-  return indexWhere(sources_, [this](const auto& source) { return source.endpoint == selectedEndpoint_; });
+  device_.choose(index);
+  if (device_.device() != nullptr && draft_.selectedChannel >= channelCount()) draft_.selectedChannel = 0;
+  takeDevice();
 }
 
 void ReaderSettingsForm::setSourceIndex(int index) {
-  const bool exists = index >= 0 && index < static_cast<int>(sources_.size());
-  selectedEndpoint_ = exists ? std::optional(sources_[static_cast<std::size_t>(index)].endpoint) : std::nullopt;
+  source_.choose(index);
   emit edited();
 }
 
 int ReaderSettingsForm::channelCount() const {
-  const int index = deviceIndex();
-  return index < 0 ? 0 : devices_[static_cast<std::size_t>(index)].channelCount;
+  return offeredChannels(device_, draft_.selectedChannel);
+}
+
+int ReaderSettingsForm::selectedChannel() const {
+  return static_cast<int>(std::clamp<std::int64_t>(draft_.selectedChannel, 0, std::numeric_limits<int>::max() - 1));
 }
 
 void ReaderSettingsForm::setSelectedChannel(int channel) {
-  selectedChannel_ = channel;
+  draft_.selectedChannel = channel;
   emit edited();
 }
 
 void ReaderSettingsForm::changeOffset(int byFrames) {
   constexpr std::int64_t kLargest = std::numeric_limits<int>::max();
-  ltcFrameOffset_ = std::clamp(ltcFrameOffset_, -kLargest, kLargest) + byFrames;
+  draft_.ltcFrameOffset = std::clamp(draft_.ltcFrameOffset, -kLargest, kLargest) + byFrames;
   emit edited();
 }
 
 QString ReaderSettingsForm::offsetText() const {
-  return QString::asprintf("%s%lld frames", ltcFrameOffset_ < 0 ? "" : "+", static_cast<long long>(ltcFrameOffset_));
+  const auto offset = static_cast<long long>(draft_.ltcFrameOffset);
+  return QString::asprintf("%s%lld frames", offset < 0 ? "" : "+", offset);
 }
 
 QStringList ReaderSettingsForm::palette() const {

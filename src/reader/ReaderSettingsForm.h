@@ -1,8 +1,11 @@
 #pragma once
 
 #include <QObject>
-#include <QVariantList>
+#include <QStringList>
 
+#include "reader/DeviceChoice.h"
+#include "reader/GeneratorStartSettings.h"
+#include "reader/OutputSettings.h"
 #include "reader/ReaderStore.h"
 
 namespace tallyrig {
@@ -12,25 +15,29 @@ namespace tallyrig {
 /// Made when the popover opens and dropped when it closes. Main thread.
 class ReaderSettingsForm : public QObject {
   Q_OBJECT
-  Q_PROPERTY(QString label MEMBER label_ NOTIFY edited)
-  Q_PROPERTY(QString selectedHex MEMBER selectedHex_ NOTIFY edited)
+  Q_PROPERTY(QString label READ label WRITE setLabel NOTIFY edited)
+  Q_PROPERTY(QString selectedHex READ selectedHex WRITE setSelectedHex NOTIFY edited)
   /// "Reader" or "Generator".
   Q_PROPERTY(QString cardRole READ cardRole WRITE setCardRole NOTIFY edited)
   /// "LTC" or "MTC".
   Q_PROPERTY(QString sourceType READ sourceType WRITE setSourceType NOTIFY edited)
-  /// Objects with `name`, in list order.
-  Q_PROPERTY(QVariantList availableDevices READ availableDevices NOTIFY devicesLoaded)
-  Q_PROPERTY(QVariantList availableSources READ availableSources NOTIFY devicesLoaded)
+  /// Names, in list order; empty only where none was found.
+  Q_PROPERTY(QStringList availableDevices READ availableDevices NOTIFY devicesLoaded)
+  Q_PROPERTY(QStringList availableSources READ availableSources NOTIFY devicesLoaded)
   /// Index into the list, or -1 for none.
   Q_PROPERTY(int deviceIndex READ deviceIndex WRITE setDeviceIndex NOTIFY edited)
   Q_PROPERTY(int sourceIndex READ sourceIndex WRITE setSourceIndex NOTIFY edited)
   /// Channels that the chosen device offers; 0 without a device.
-  Q_PROPERTY(int channelCount READ channelCount NOTIFY edited)
+  Q_PROPERTY(int channelCount READ channelCount NOTIFY channelCountChanged)
   /// Logical channel, from 0.
   Q_PROPERTY(int selectedChannel READ selectedChannel WRITE setSelectedChannel NOTIFY edited)
   /// "+0 frames", "-3 frames".
   Q_PROPERTY(QString offsetText READ offsetText NOTIFY edited)
   Q_PROPERTY(QStringList palette READ palette CONSTANT)
+  Q_PROPERTY(tallyrig::GeneratorStartSettings* generatorStart READ generatorStart CONSTANT)
+  Q_PROPERTY(tallyrig::OutputSettings* output READ output CONSTANT)
+  /// Why the last `apply` was refused; empty if it was not.
+  Q_PROPERTY(QString outputAssignmentWarning READ outputAssignmentWarning NOTIFY outputAssignmentWarningChanged)
 
  public:
   ReaderSettingsForm(std::shared_ptr<ReaderInstance> reader, ReaderStore& store, const ReaderServices& services);
@@ -38,48 +45,57 @@ class ReaderSettingsForm : public QObject {
   /// Enumerates the devices anew and matches the choices to the new lists.
   Q_INVOKABLE void refreshDevices();
   Q_INVOKABLE void changeOffset(int byFrames);
-  /// Writes everything to the card, restarts it if its transport changed, and saves. False if it was refused.
+  /// Writes everything to the card, restarts it if its transport changed, and saves. False, and nothing is written, if
+  /// another card is set to the same output. A card that has left the wall is left alone.
   Q_INVOKABLE bool apply();
 
+  QString label() const;
+  void setLabel(const QString& label);
+  QString selectedHex() const;
+  void setSelectedHex(const QString& hex);
   QString cardRole() const;
   void setCardRole(const QString& raw);
   QString sourceType() const;
   void setSourceType(const QString& raw);
-  QVariantList availableDevices() const;
-  QVariantList availableSources() const;
-  int deviceIndex() const;
+  QStringList availableDevices() const { return device_.names(); }
+  QStringList availableSources() const { return source_.names(); }
+  int deviceIndex() const { return device_.index(); }
   void setDeviceIndex(int index);
-  int sourceIndex() const;
+  int sourceIndex() const { return source_.index(); }
   void setSourceIndex(int index);
   int channelCount() const;
-  int selectedChannel() const { return static_cast<int>(selectedChannel_); }
+  int selectedChannel() const;
   void setSelectedChannel(int channel);
   QString offsetText() const;
   QStringList palette() const;
+  GeneratorStartSettings* generatorStart() { return &generatorStart_; }
+  OutputSettings* output() { return &output_; }
+  QString outputAssignmentWarning() const { return outputAssignmentWarning_; }
 
  signals:
   void edited();
   void devicesLoaded();
+  void channelCountChanged();
+  void outputAssignmentWarningChanged();
 
  private:
   void loadDevices();
-  /// A chosen device that is not connected now stays in the list, so that applying the form does not forget it.
-  void rememberMissingDevice();
-  bool needsRestart() const;
+  void takeDevice();
+  bool isOnTheWall() const;
+  void setOutputAssignmentWarning(const QString& warning);
+  void write(const ReaderSnapshot& settings);
+  void writeInput(const ReaderSnapshot& settings);
+  void writeOutput(const ReaderSnapshot& settings);
 
   std::shared_ptr<ReaderInstance> reader_;
   ReaderStore& store_;
   ReaderServices services_;
-  QString label_;
-  QString selectedHex_;
-  CardRole cardRole_;
-  SourceType sourceType_;
-  std::vector<AudioInputDevice> devices_;
-  std::optional<AudioDeviceID> selectedDeviceID_;
-  std::int64_t selectedChannel_;
-  std::int64_t ltcFrameOffset_;
-  std::vector<MIDISourceDevice> sources_;
-  std::optional<MIDIEndpointRef> selectedEndpoint_;
+  ReaderSnapshot draft_;
+  InputDeviceChoice device_;
+  MIDISourceChoice source_;
+  GeneratorStartSettings generatorStart_;
+  OutputSettings output_;
+  QString outputAssignmentWarning_;
 };
 
 }  // namespace tallyrig

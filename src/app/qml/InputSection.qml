@@ -36,7 +36,7 @@ ColumnLayout {
             visible: section.form.availableDevices.length > 0
             Layout.fillWidth: true
             accessibleName: "Audio device"
-            model: ["No device"].concat(section.form.availableDevices.map(device => device.name))
+            model: ["No device"].concat(section.form.availableDevices)
             currentIndex: section.form.deviceIndex + 1
             onActivated: index => section.form.deviceIndex = index - 1
         }
@@ -79,7 +79,7 @@ ColumnLayout {
             visible: section.form.availableSources.length > 0
             Layout.fillWidth: true
             accessibleName: "MIDI Source"
-            model: ["No source"].concat(section.form.availableSources.map(source => source.name))
+            model: ["No source"].concat(section.form.availableSources)
             currentIndex: section.form.sourceIndex + 1
             onActivated: index => section.form.sourceIndex = index - 1
         }

@@ -7,7 +7,6 @@
 #include "platform/Log.h"
 #include "platform/SerialQueue.h"
 #include "platform/SoundServer.h"
-#include "platform/pipewire/PipeWireServer.h"
 
 namespace tallyrig {
 
@@ -21,8 +20,9 @@ class AudioGraph;
 /// its device or the server comes back. Main thread.
 class PipeWireAudioSystem final : public SoundServer {
  public:
-  /// `mainQueue` and `log` must outlive this object.
-  PipeWireAudioSystem(PipeWireServer server, SerialQueue& mainQueue, Log& log);
+  /// Waits briefly for a server that answers, so that the first list is complete. `mainQueue` and `log` must outlive
+  /// this object.
+  PipeWireAudioSystem(SerialQueue& mainQueue, Log& log);
   ~PipeWireAudioSystem() override;
   PipeWireAudioSystem(const PipeWireAudioSystem&) = delete;
   PipeWireAudioSystem& operator=(const PipeWireAudioSystem&) = delete;

@@ -45,7 +45,7 @@ class Bench {
   explicit Bench(int quantum)
       : quantum_(quantum), rig_(quantum, kSettleSeconds + 2 * kWallSeconds + 5), application_(arguments_, nullptr) {
     scheduler_ = std::make_unique<AsioScheduler>();
-    audio_ = std::make_unique<PipeWireAudioSystem>(scheduler_->mainQueue(), log_);
+    audio_ = std::make_unique<PipeWireAudioSystem>(openPipeWireServer(), scheduler_->mainQueue(), log_);
     registry_ = std::make_unique<DeviceRegistry>(*audio_, log_);
     hub_ = std::make_unique<LTCAudioInputHub>(*audio_, *scheduler_, log_);
     runFor(0.5);

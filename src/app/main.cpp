@@ -59,7 +59,7 @@ int main(int argc, char** argv) {
   AsioScheduler scheduler;
   SettingsPreferences preferences;
   LocalFileSystem files;
-  PipeWireAudioSystem soundServer(scheduler.mainQueue(), log);
+  PipeWireAudioSystem soundServer(openPipeWireServer(), scheduler.mainQueue(), log);
   LoopbackAudioSystem loopback(clock);
   FailoverAudioSystem audio(soundServer, loopback, log);
 

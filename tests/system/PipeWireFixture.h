@@ -27,7 +27,7 @@ class PipeWireFixture : public testing::Test {
     rig_->enter();
   }
 
-  void openSystem() { system_ = std::make_unique<PipeWireAudioSystem>(queue_, log_); }
+  void openSystem() { system_ = std::make_unique<PipeWireAudioSystem>(openPipeWireServer(), queue_, log_); }
 
   void addDevice(Kind kind, const std::string& name, int channels,
                  const std::map<std::string, std::string>& properties = {}) {

@@ -1,11 +1,11 @@
 #include "platform/pipewire/AudioGraph.h"
 
-#include <pipewire/extensions/metadata.h>
 #include <pthread.h>
 #include <sched.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 
 #include "platform/Log.h"
 
@@ -18,16 +18,6 @@ constexpr std::chrono::milliseconds kProbeLimit{500};
 constexpr std::chrono::milliseconds kProbeStep{2};
 /// How many ticks the data thread is given to get its priority, which another service may have to grant.
 constexpr int kPriorityTicks = 4;
-
-GraphProperties propertiesOf(const spa_dict* dictionary) {
-  GraphProperties properties;
-  if (dictionary == nullptr) return properties;
-  const spa_dict_item* item = nullptr;
-  spa_dict_for_each(item, dictionary) {
-    if (item->key != nullptr && item->value != nullptr) properties[item->key] = item->value;
-  }
-  return properties;
-}
 
 const std::string& keyOf(const GraphDevice& device) {
   return device.inputs.empty() ? device.outputs.front().nodeName : device.inputs.front().nodeName;
@@ -42,10 +32,13 @@ std::vector<int> groupsOf(const std::vector<DeviceStream>& streams) {
 
 }  // namespace
 
-void AudioGraph::open(std::chrono::milliseconds limit) {
-  connection_.open();
-  const PipeWireConnection::Lock lock(connection_);
-  connection_.waitUntil(limit, [this] { return state_.available || connection_.core() == nullptr; });
+AudioGraph::AudioGraph(std::shared_ptr<ServerGraph> server, Observer observer)
+    : server_(std::move(server)), connection_(server_->connection()), observer_(std::move(observer)) {
+  server_->attach(*this);
+}
+
+AudioGraph::~AudioGraph() {
+  server_->detach(*this);
 }
 
 void AudioGraph::dismissObserver() {
@@ -58,7 +51,7 @@ PlatformStatus AudioGraph::nominalSampleRate(AudioDeviceID id, double& rate) {
   if (!state_.available) return -ENOTCONN;
   const auto device = deviceOf(id);
   if (!device) return -ENODEV;
-  if (settings_.rateMayVary() && observedOn(*device).rate == 0) probeRate(*device);
+  if (server_->settings().rateMayVary() && observedOn(*device).rate == 0) probeRate(*device);
   const std::uint32_t found = rateOf(*device);
   if (found == 0) return -ENODATA;
   rate = found;
@@ -70,7 +63,7 @@ AudioSystem::Timing AudioGraph::timing(AudioDeviceID id) {
   const auto device = deviceOf(id);
   if (!device) return {};
   std::uint32_t frames = observedOn(*device).frames;
-  if (frames == 0) frames = settings_.quantum();
+  if (frames == 0) frames = server_->settings().quantum();
   AudioSystem::Timing timing;
   if (frames != 0) timing.bufferFrames = frames;
   return timing;
@@ -100,12 +93,12 @@ PlatformStatus AudioGraph::openSession(AudioDeviceID id, AudioCycleCallback call
 PlatformStatus AudioGraph::waitForLinks(DeviceSession& session) {
   connection_.requestUpdate();
   connection_.waitUntil(kOpenLimit, [&] {
-    return session.isLinked() || session.hasFailed() || !state_.available || !session.isPresent(model_);
+    return session.isLinked() || session.hasFailed() || !state_.available || !session.isPresent(server_->model());
   });
   if (session.isLinked()) return kPlatformOk;
   if (!state_.available) return -ENOTCONN;
   if (session.hasFailed()) return -EIO;
-  return session.isPresent(model_) ? -ETIMEDOUT : -ENODEV;
+  return session.isPresent(server_->model()) ? -ETIMEDOUT : -ENODEV;
 }
 
 void AudioGraph::probeRate(const GraphDevice& device) {
@@ -136,46 +129,13 @@ void AudioGraph::closeSession(std::unique_ptr<DeviceSession> session) {
 PlatformStatus AudioGraph::startSession(DeviceSession& session) {
   const PipeWireConnection::Lock lock(connection_);
   if (!state_.available) return -ENOTCONN;
-  if (!session.isPresent(model_)) return -ENODEV;
+  if (!session.isPresent(server_->model())) return -ENODEV;
   session.setRunning(true);
   return kPlatformOk;
 }
 
-void AudioGraph::onConnected(pw_registry* registry) {
-  registry_ = registry;
-}
-
-void AudioGraph::onLost() {
-  for (const auto& open : sessions_) open.session->detach();
-  settings_.clear();
-  observedRates_.clear();
-  model_.clear();
-  numbers_.restart();
-  registry_ = nullptr;
-  if (!state_.available) return;
-  state_ = {};
-  log("connection to the sound server lost");
-  if (observer_.changed) observer_.changed(state_);
-}
-
-void AudioGraph::onServerInfo(const pw_core_info& info) {
-  settings_.readServerInfo(info);
-}
-
-void AudioGraph::onGlobal(std::uint32_t id, std::string_view type, const spa_dict* properties) {
-  model_.remove(id);
-  if (type == PW_TYPE_INTERFACE_Device) model_.addCard(id, propertiesOf(properties));
-  if (type == PW_TYPE_INTERFACE_Node) model_.addNode(id, propertiesOf(properties));
-  if (type == PW_TYPE_INTERFACE_Port) model_.addPort(id, propertiesOf(properties));
-  if (type == PW_TYPE_INTERFACE_Metadata) settings_.watch(registry_, id, properties);
-}
-
-void AudioGraph::onGlobalRemoved(std::uint32_t id) {
-  model_.remove(id);
-}
-
 void AudioGraph::onUpdate() {
-  for (const auto& open : sessions_) open.session->update(model_);
+  for (const auto& open : sessions_) open.session->update(server_->model());
 }
 
 void AudioGraph::onSettled() {
@@ -183,14 +143,28 @@ void AudioGraph::onSettled() {
   publish();
 }
 
+void AudioGraph::onLost() {
+  for (const auto& open : sessions_) open.session->detach();
+  observedRates_.clear();
+  numbers_.restart();
+  if (!state_.available) return;
+  state_ = {};
+  log("connection to the sound server lost");
+  if (observer_.changed) observer_.changed(state_);
+}
+
 void AudioGraph::onTick() {
   for (const auto& open : sessions_) checkRate(open);
   checkPriority();
 }
 
+void AudioGraph::onRateSet() {
+  observedRates_.clear();
+}
+
 void AudioGraph::publish() {
   State now{.available = true, .devices = {}};
-  for (const auto& device : audioDevices(model_)) {
+  for (const auto& device : audioDevices(server_->model())) {
     now.devices.push_back({.id = numbers_.numberOf(device.serial),
                            .name = device.title,
                            .inputGroups = groupsOf(device.inputs),
@@ -206,7 +180,7 @@ void AudioGraph::log(const std::string& text) const {
 }
 
 std::optional<GraphDevice> AudioGraph::deviceOf(AudioDeviceID id) {
-  for (auto& device : audioDevices(model_)) {
+  for (auto& device : audioDevices(server_->model())) {
     if (numbers_.numberOf(device.serial) == id) return std::move(device);
   }
   return std::nullopt;
@@ -215,7 +189,7 @@ std::optional<GraphDevice> AudioGraph::deviceOf(AudioDeviceID id) {
 std::uint32_t AudioGraph::rateOf(const GraphDevice& device) const {
   if (const auto running = observedOn(device).rate; running != 0) return running;
   const auto seen = observedRates_.find(keyOf(device));
-  return seen != observedRates_.end() ? seen->second : settings_.rate();
+  return seen != observedRates_.end() ? seen->second : server_->settings().rate();
 }
 
 DeviceFilter::Observed AudioGraph::observedOn(const GraphDevice& device) const {
@@ -239,7 +213,7 @@ void AudioGraph::checkRate(const OpenSession& open) {
   for (auto& other : sessions_) {
     if (keyOf(other.session->device()) == keyOf(device)) other.toldRate = rate;
   }
-  for (const auto& listed : audioDevices(model_)) {
+  for (const auto& listed : audioDevices(server_->model())) {
     if (keyOf(listed) == keyOf(device)) numbers_.renew(listed.serial);
   }
   if (state_.available) publish();

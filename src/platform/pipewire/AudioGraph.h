@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -12,16 +11,15 @@
 #include "platform/AudioSystem.h"
 #include "platform/pipewire/AudioDeviceModel.h"
 #include "platform/pipewire/DeviceSession.h"
-#include "platform/pipewire/PipeWireConnection.h"
-#include "platform/pipewire/ServerSettings.h"
+#include "platform/pipewire/ServerGraph.h"
 
 namespace tallyrig {
 
-/// The sound server's graph as the program uses it: the devices in it, and the sessions held open on them. It lives as
-/// long as the audio system or any open session.
+/// The audio side of the sound server: the devices in its graph, and the sessions held open on them. It lives as long
+/// as the audio system or any open session.
 ///
 /// Public members: any thread but the data thread; they take the lock themselves.
-class AudioGraph final : private PipeWireConnection::Listener {
+class AudioGraph final : private ServerGraph::Part {
  public:
   struct State {
     bool available = false;
@@ -36,10 +34,11 @@ class AudioGraph final : private PipeWireConnection::Listener {
     std::function<void(const std::string&)> log;
   };
 
-  explicit AudioGraph(Observer observer) : observer_(std::move(observer)) {}
+  AudioGraph(std::shared_ptr<ServerGraph> server, Observer observer);
+  ~AudioGraph() override;
+  AudioGraph(const AudioGraph&) = delete;
+  AudioGraph& operator=(const AudioGraph&) = delete;
 
-  /// Connects, and waits until the devices of a server that answers are known, but no longer than `limit`.
-  void open(std::chrono::milliseconds limit);
   /// No call of the observer runs when it returns, and none follows.
   void dismissObserver();
 
@@ -55,14 +54,11 @@ class AudioGraph final : private PipeWireConnection::Listener {
   PlatformStatus startSession(DeviceSession& session);
 
  private:
-  void onConnected(pw_registry* registry) override;
-  void onLost() override;
-  void onServerInfo(const pw_core_info& info) override;
-  void onGlobal(std::uint32_t id, std::string_view type, const spa_dict* properties) override;
-  void onGlobalRemoved(std::uint32_t id) override;
   void onUpdate() override;
   void onSettled() override;
+  void onLost() override;
   void onTick() override;
+  void onRateSet() override;
 
   /// A session with the rate that was given out for its device.
   struct OpenSession {
@@ -83,18 +79,15 @@ class AudioGraph final : private PipeWireConnection::Listener {
   void checkRate(const OpenSession& open);
   void checkPriority();
 
+  const std::shared_ptr<ServerGraph> server_;
+  PipeWireConnection& connection_;
   Observer observer_;
-  GraphModel model_;
   DeviceNumbers numbers_;
-  ServerSettings settings_{[this] { observedRates_.clear(); }};
   /// What devices were seen to run at where that is not what the settings say, by the name of their first node.
   std::map<std::string, std::uint32_t> observedRates_;
   std::vector<OpenSession> sessions_;
   State state_;
-  pw_registry* registry_ = nullptr;
   int cyclingTicks_ = 0;
-  /// Last, so that it goes first: its end is told to the rest.
-  PipeWireConnection connection_{*this};
 };
 
 }  // namespace tallyrig

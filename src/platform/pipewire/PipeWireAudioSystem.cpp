@@ -1,6 +1,5 @@
 #include "platform/pipewire/PipeWireAudioSystem.h"
 
-#include <chrono>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -9,11 +8,6 @@
 #include "platform/pipewire/PipeWireAudioIO.h"
 
 namespace tallyrig {
-namespace {
-
-constexpr std::chrono::milliseconds kFirstListLimit{1000};
-
-}  // namespace
 
 /// What the loop thread hands to the main thread: the newest state, and one notice for any number of changes.
 class PipeWireAudioSystem::Published : public std::enable_shared_from_this<Published> {
@@ -75,12 +69,13 @@ class PipeWireAudioSystem::Published : public std::enable_shared_from_this<Publi
   int nextObserver_ = 0;
 };
 
-PipeWireAudioSystem::PipeWireAudioSystem(SerialQueue& mainQueue, Log& log)
+PipeWireAudioSystem::PipeWireAudioSystem(PipeWireServer server, SerialQueue& mainQueue, Log& log)
     : published_(std::make_shared<Published>(mainQueue)),
-      graph_(std::make_shared<AudioGraph>(AudioGraph::Observer{
-          .changed = [published = published_](const AudioGraph::State& state) { published->set(state); },
-          .log = [&log](const std::string& text) { log.line(text); }})) {
-  graph_->open(kFirstListLimit);
+      graph_(std::make_shared<AudioGraph>(
+          std::move(server),
+          AudioGraph::Observer{
+              .changed = [published = published_](const AudioGraph::State& state) { published->set(state); },
+              .log = [&log](const std::string& text) { log.line(text); }})) {
   published_->beginAnnouncing();
 }
 

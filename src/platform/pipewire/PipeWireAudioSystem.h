@@ -7,6 +7,7 @@
 #include "platform/Log.h"
 #include "platform/SerialQueue.h"
 #include "platform/SoundServer.h"
+#include "platform/pipewire/PipeWireServer.h"
 
 namespace tallyrig {
 
@@ -20,9 +21,8 @@ class AudioGraph;
 /// its device or the server comes back. Main thread.
 class PipeWireAudioSystem final : public SoundServer {
  public:
-  /// Waits briefly for a server that answers, so that the first list is complete. `mainQueue` and `log` must outlive
-  /// this object.
-  PipeWireAudioSystem(SerialQueue& mainQueue, Log& log);
+  /// `mainQueue` and `log` must outlive this object.
+  PipeWireAudioSystem(PipeWireServer server, SerialQueue& mainQueue, Log& log);
   ~PipeWireAudioSystem() override;
   PipeWireAudioSystem(const PipeWireAudioSystem&) = delete;
   PipeWireAudioSystem& operator=(const PipeWireAudioSystem&) = delete;

@@ -12,7 +12,8 @@ SimulatedWorld::SimulatedWorld(const Options& options)
       wallClock_(clock_, options.wallStart),
       log_(clock_, wallClock_, [this](std::string_view line) { logLines_.emplace_back(line); }),
       scheduler_(clock_, options.seed),
-      audio_(clock_, scheduler_, options.seed) {}
+      audio_(clock_, scheduler_, options.seed),
+      midi_(clock_, scheduler_, options.seed) {}
 
 SimulatedWorld::~SimulatedWorld() {
   scheduler_.discardPending();

@@ -14,6 +14,7 @@
 #include "platform/simulated/MemoryPreferences.h"
 #include "platform/simulated/SimulatedAudioSystem.h"
 #include "platform/simulated/SimulatedClock.h"
+#include "platform/simulated/SimulatedMidiSystem.h"
 #include "platform/simulated/SimulatedScheduler.h"
 #include "platform/simulated/SimulatedWallClock.h"
 
@@ -62,6 +63,7 @@ class SimulatedWorld {
   SimulatedWallClock& wallClock() { return wallClock_; }
   SimulatedScheduler& scheduler() { return scheduler_; }
   SimulatedAudioSystem& audio() { return audio_; }
+  SimulatedMidiSystem& midi() { return midi_; }
   MemoryPreferences& preferences() { return preferences_; }
   MemoryFileSystem& files() { return files_; }
   /// For the test's own draws; what the world draws for itself does not depend on them.
@@ -85,6 +87,7 @@ class SimulatedWorld {
   MemoryFileSystem files_;
   SimulatedScheduler scheduler_;
   SimulatedAudioSystem audio_;
+  SimulatedMidiSystem midi_;
 };
 
 }  // namespace tallyrig

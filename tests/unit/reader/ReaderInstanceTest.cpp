@@ -6,7 +6,7 @@
 #include <chrono>
 #include <memory>
 
-#include "support/Wall.h"
+#include "unit/reader/ReaderInstanceFixture.h"
 
 namespace tallyrig {
 namespace {
@@ -14,42 +14,7 @@ namespace {
 using namespace std::chrono_literals;
 using testing::Optional;
 
-constexpr double kRate = 48000;
-
-Timecode at25(std::int64_t h, std::int64_t m, std::int64_t s, std::int64_t f) {
-  return {h, m, s, f, MTCFrameRate::fps25};
-}
-
-/// One card over a simulated desk with code on channel 2.
-class ReaderInstanceTest : public testing::Test {
- protected:
-  void SetUp() override {
-    wall.open();
-    desk.feed(1, [this](std::int64_t position, std::span<float> samples) {
-      signal->fill(position, samples);
-      for (float& sample : samples) sample *= gain;
-    });
-  }
-
-  std::shared_ptr<ReaderInstance> makeCard(const ReaderSnapshot& settings) {
-    return std::make_shared<ReaderInstance>(wall.services(), settings);
-  }
-
-  ReaderSnapshot onDesk() const {
-    ReaderSnapshot settings;
-    settings.label = "Stage";
-    settings.selectedDeviceID = desk.id();
-    settings.selectedDeviceName = "Desk";
-    settings.selectedChannel = 1;
-    return settings;
-  }
-
-  Wall wall;
-  SimulatedWorld& world = wall.world;
-  SimulatedDevice& desk = world.audio().addDevice({.name = "Desk", .inputGroups = {2}, .outputGroups = {2}});
-  std::unique_ptr<LTCSignal> signal = std::make_unique<LTCSignal>(MTCFrameRate::fps25, at25(10, 0, 0, 0), kRate);
-  float gain = 1;
-};
+using ReaderInstanceTest = ReaderInstanceFixture;
 
 TEST_F(ReaderInstanceTest, ShowsTheTruthBetweenFrames) {
   const auto card = makeCard(onDesk());

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "reader/ReaderSettingsForm.h"
+#include "support/Cards.h"
 #include "support/LTCInput.h"
 #include "support/Wall.h"
 
@@ -25,21 +26,6 @@ using namespace std::chrono_literals;
 constexpr auto kLockTime = 200ms;
 /// A tick of the display; not quite 16 ms, so that it does not fall on the boundaries of frames again and again.
 constexpr auto kTick = 16'123'457ns;
-
-ReaderSnapshot cardOn(const SimulatedDevice& device, std::int64_t channel) {
-  ReaderSnapshot settings;
-  settings.selectedDeviceID = device.id();
-  settings.selectedDeviceName = device.name();
-  settings.selectedChannel = channel;
-  return settings;
-}
-
-/// A wall whose file holds these cards.
-void openWall(Wall& wall, const std::vector<ReaderSnapshot>& cards) {
-  wall.world.files().put("/home/user/.local/share/Tallyrig/readers.json", *encodeSnapshots(cards));
-  wall.open();
-  wall.store->startSavedReaders();
-}
 
 /// Lets `duration` pass in ticks of the display and expects the card to show the truth at each.
 void expectTruth(Wall& wall, ReaderInstance& card, LTCInput& input, double actualRate,
@@ -88,7 +74,7 @@ TEST_P(EachSignalOnEachInput, IsShownFrameForFrame) {
   SimulatedDevice& device = wall.world.audio().addDevice(input.device);
   device.setJitter(input.jitter);
   LTCInput code(device, 1, signal.start.frameRate, signal.start, input.device.rate);
-  openWall(wall, {cardOn(device, 1)});
+  wall.openWith({readerOn(device, 1)});
   wall.world.runFor(kLockTime);
   ASSERT_TRUE(wall.card(0).isReceiving());
   expectTruth(wall, wall.card(0), code, input.device.rate * (1 + input.device.driftPpm * 1e-6), 10s);
@@ -134,7 +120,7 @@ class ReadingLTC : public testing::Test {
 
 TEST_F(ReadingLTC, ACutFreezesTheLastFrameAndTheReturnRunsOn) {
   LTCInput code(desk, 0, kStart.frameRate, kStart);
-  openWall(wall, {cardOn(desk, 0)});
+  wall.openWith({readerOn(desk, 0)});
   world.runFor(5s);
   ReaderInstance& card = wall.card(0);
   for (const auto away : {1000ms, 4000ms, 600000ms}) {
@@ -153,7 +139,7 @@ TEST_F(ReadingLTC, ACutFreezesTheLastFrameAndTheReturnRunsOn) {
 
 TEST_F(ReadingLTC, AQuietOrInvertedOrNoisySignalIsReadAlike) {
   LTCInput code(desk, 0, kStart.frameRate, kStart);
-  openWall(wall, {cardOn(desk, 0)});
+  wall.openWith({readerOn(desk, 0)});
   world.runFor(1s);
   for (const float gain : {0.035F, -1.0F, 1.0F, 2.5F}) {
     code.gain = gain;
@@ -166,7 +152,7 @@ TEST_F(ReadingLTC, CodeOverACableToADriftingDeviceIsShownAsItArrives) {
   SimulatedDevice& truck = world.audio().addDevice(
       {.name = "Truck", .inputGroups = {2}, .outputGroups = {2}, .quantum = 512, .driftPpm = 60});
   world.audio().connect(desk, 3, truck, 1);
-  openWall(wall, {cardOn(truck, 1)});
+  wall.openWith({readerOn(truck, 1)});
 
   LTCSignal played(kStart.frameRate, kStart, 48000);
   std::vector<float> audio(48000 * 8);
@@ -199,7 +185,7 @@ TEST_F(ReadingLTC, CodeOverACableToADriftingDeviceIsShownAsItArrives) {
 TEST_F(ReadingLTC, ACardThatLeavesIsNotHeardByItsNeighbour) {
   LTCInput first(desk, 0, kStart.frameRate, kStart);
   LTCInput second(desk, 1, MTCFrameRate::fps30, Timecode{5, 0, 0, 0, MTCFrameRate::fps30});
-  openWall(wall, {cardOn(desk, 0), cardOn(desk, 1)});
+  wall.openWith({readerOn(desk, 0), readerOn(desk, 1)});
   world.runFor(kLockTime);
   std::vector<Timecode> frames;
   ReaderInstance* stays = &wall.card(1);
@@ -216,7 +202,7 @@ TEST_F(ReadingLTC, ACardThatLeavesIsNotHeardByItsNeighbour) {
 
 TEST_F(ReadingLTC, AReplugWithinASecondIsFollowedUnderTheNewNumber) {
   LTCInput code(desk, 0, kStart.frameRate, kStart);
-  openWall(wall, {cardOn(desk, 0)});
+  wall.openWith({readerOn(desk, 0)});
   world.runFor(2s);
   const AudioDeviceID before = desk.id();
   world.audio().unplug(desk);
@@ -229,7 +215,7 @@ TEST_F(ReadingLTC, AReplugWithinASecondIsFollowedUnderTheNewNumber) {
 
 TEST_F(ReadingLTC, ADeviceAwayForLongerIsPickedUpWhenTheSettingsAreApplied) {
   LTCInput code(desk, 0, kStart.frameRate, kStart);
-  openWall(wall, {cardOn(desk, 0)});
+  wall.openWith({readerOn(desk, 0)});
   world.runFor(2s);
   world.audio().unplug(desk);
   world.runFor(5s);
@@ -246,7 +232,7 @@ TEST_F(ReadingLTC, ADeviceAwayForLongerIsPickedUpWhenTheSettingsAreApplied) {
 
 TEST_F(ReadingLTC, AStallIsSurvivedWithoutAWrongFrameAfterwards) {
   LTCInput code(desk, 0, kStart.frameRate, kStart);
-  openWall(wall, {cardOn(desk, 0)});
+  wall.openWith({readerOn(desk, 0)});
   world.runFor(2s);
   for (const auto length : {20ms, 300ms, 5000ms}) {
     desk.stall(length);
@@ -257,7 +243,7 @@ TEST_F(ReadingLTC, AStallIsSurvivedWithoutAWrongFrameAfterwards) {
 
 TEST_F(ReadingLTC, AChangeOfRateShowsAfterFourFrames) {
   LTCInput code(desk, 0, kStart.frameRate, kStart);
-  openWall(wall, {cardOn(desk, 0)});
+  wall.openWith({readerOn(desk, 0)});
   world.runFor(2s);
   LTCInput other(desk, 0, MTCFrameRate::fps30, Timecode{20, 0, 0, 0, MTCFrameRate::fps30});
   std::vector<Timecode> shown;
@@ -278,7 +264,7 @@ TEST_F(ReadingLTC, AnHourKeepsTheTruthToTheFrame) {
       world.audio().addDevice({.name = "Truck", .inputGroups = {1}, .rate = 48000, .quantum = 1024, .driftPpm = 87});
   truck.setJitter(10ms);
   LTCInput code(truck, 0, MTCFrameRate::fps2997, Timecode{23, 30, 0, 0, MTCFrameRate::fps2997});
-  openWall(wall, {cardOn(truck, 0)});
+  wall.openWith({readerOn(truck, 0)});
   world.runFor(kLockTime);
   const double actualRate = 48000 * (1 + 87e-6);
   for (int quarter = 0; quarter < 4; ++quarter) {
@@ -298,9 +284,9 @@ TEST(ReadingLTCOnManyCards, SixtyFourCardsOnOneDeviceAllShowTheirOwnTruth) {
     const MTCFrameRate rate = kRates[i % 4];
     codes.push_back(std::make_unique<LTCInput>(
         wide, i, rate, Timecode{static_cast<std::int64_t>(i % 24), 10, static_cast<std::int64_t>(i % 60), 5, rate}));
-    cards.push_back(cardOn(wide, static_cast<std::int64_t>(i)));
+    cards.push_back(readerOn(wide, static_cast<std::int64_t>(i)));
   }
-  openWall(wall, cards);
+  wall.openWith(cards);
   wall.world.runFor(kLockTime);
   for (int tick = 0; tick < 100; ++tick) {
     wall.world.runFor(16ms);
@@ -345,9 +331,9 @@ TEST_P(LongShow, NeverShowsAFrameThatIsNotAtTheInput) {
     lines.push_back({std::make_unique<LTCInput>(*devices[device], channel, rate,
                                                 Timecode{static_cast<std::int64_t>(3 * i), 59, 30, 0, rate}),
                      device, world.clock().now()});
-    cards.push_back(cardOn(*devices[device], static_cast<std::int64_t>(channel)));
+    cards.push_back(readerOn(*devices[device], static_cast<std::int64_t>(channel)));
   }
-  openWall(wall, cards);
+  wall.openWith(cards);
 
   const auto disturbDevice = [&](std::size_t device) {
     for (Line& line : lines) {

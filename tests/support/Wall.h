@@ -8,6 +8,7 @@
 #include "audio/LTCAudioInputHub.h"
 #include "platform/simulated/SimulatedWorld.h"
 #include "reader/ReaderServices.h"
+#include "reader/ReaderSnapshot.h"
 #include "reader/ReaderStore.h"
 #include "support/LTCSignal.h"
 
@@ -24,6 +25,13 @@ class Wall {
     hub.emplace(world.audio(), world.scheduler(), world.log());
     reservations.emplace();
     store.emplace(services(), world.preferences(), world.files());
+  }
+
+  /// The same over a file that holds these cards, and starts them as the window's first appearance does.
+  void openWith(const std::vector<ReaderSnapshot>& cards) {
+    world.files().put("/home/user/.local/share/Tallyrig/readers.json", *encodeSnapshots(cards));
+    open();
+    store->startSavedReaders();
   }
 
   /// Ends the engine as the end of the process does: nothing is saved or stopped by hand.

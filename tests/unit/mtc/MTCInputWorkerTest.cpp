@@ -195,6 +195,16 @@ TEST_F(MTCInputWorkerTest, SeveralFullFramesInOnePacketAreAllTold) {
   EXPECT_THAT(fullFrames, ElementsAre(TimecodeAnchor{kCue, now()}, TimecodeAnchor{kStart, now()}));
 }
 
+TEST_F(MTCInputWorkerTest, AMessageMayBeOfAnyLength) {
+  MidiBytes message = fullFrame(kCue);
+  message.pop_back();
+  send(message);
+  for (int i = 0; i < 64; ++i) send(MidiBytes(65536, 0x11));
+  EXPECT_THAT(fullFrames, IsEmpty());
+  send({0xF7});
+  EXPECT_THAT(fullFrames, ElementsAre(TimecodeAnchor{kCue, now()})) << "what stands behind the frames is passed over";
+}
+
 TEST_F(MTCInputWorkerTest, AFullFrameDropsAHalfBuiltSequence) {
   playPieces(kStart, 0, 3);
   send(fullFrame(kCue));

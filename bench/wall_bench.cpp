@@ -16,6 +16,7 @@
 #include "platform/desktop/AsioScheduler.h"
 #include "platform/desktop/SystemClocks.h"
 #include "platform/pipewire/PipeWireAudioSystem.h"
+#include "platform/simulated/LoopbackMidiSystem.h"
 #include "reader/ReaderInstance.h"
 #include "timecode/TimecodeRenderClock.h"
 
@@ -46,7 +47,8 @@ class Bench {
       : quantum_(quantum), rig_(quantum, kSettleSeconds + 2 * kWallSeconds + 5), application_(arguments_, nullptr) {
     scheduler_ = std::make_unique<AsioScheduler>();
     audio_ = std::make_unique<PipeWireAudioSystem>(openPipeWireServer(), scheduler_->mainQueue(), log_);
-    registry_ = std::make_unique<DeviceRegistry>(*audio_, log_);
+    midi_ = std::make_unique<LoopbackMidiSystem>(clock_, *scheduler_);
+    registry_ = std::make_unique<DeviceRegistry>(*audio_, *midi_, log_);
     hub_ = std::make_unique<LTCAudioInputHub>(*audio_, *scheduler_, log_);
     runFor(0.5);
     registry_->refresh("bench");
@@ -220,6 +222,7 @@ class Bench {
            }};
   std::unique_ptr<AsioScheduler> scheduler_;
   std::unique_ptr<PipeWireAudioSystem> audio_;
+  std::unique_ptr<LoopbackMidiSystem> midi_;
   std::unique_ptr<DeviceRegistry> registry_;
   std::unique_ptr<LTCAudioInputHub> hub_;
   OutputReservationRegistry reservations_;

@@ -20,6 +20,7 @@
 #include "platform/desktop/SystemClocks.h"
 #include "platform/pipewire/PipeWireAudioSystem.h"
 #include "platform/simulated/LoopbackAudioSystem.h"
+#include "platform/simulated/LoopbackMidiSystem.h"
 #include "reader/ReaderStore.h"
 #include "timecode/TimecodeRenderClock.h"
 
@@ -63,7 +64,8 @@ int main(int argc, char** argv) {
   LoopbackAudioSystem loopback(clock);
   FailoverAudioSystem audio(soundServer, loopback, log);
 
-  DeviceRegistry registry(audio, log);
+  LoopbackMidiSystem midi(clock, scheduler);
+  DeviceRegistry registry(audio, midi, log);
   LTCAudioInputHub hub(audio, scheduler, log);
   OutputReservationRegistry reservations;
   const ReaderServices services{clock, wallClock, scheduler, log, audio, registry, hub, reservations};

@@ -16,7 +16,7 @@ class DeviceRegistry : public QObject {
 
  public:
   /// Refreshes once, with the reason "startup".
-  DeviceRegistry(const AudioSystem& audio, Log& log);
+  DeviceRegistry(const AudioSystem& audio, const MidiSystem& midi, Log& log);
 
   /// Enumerates everything anew. `reason` is for the log only.
   void refresh(std::string_view reason);
@@ -32,6 +32,7 @@ class DeviceRegistry : public QObject {
 
  private:
   const AudioSystem& audio_;
+  const MidiSystem& midi_;
   Log& log_;
   std::vector<AudioInputDevice> audioInputs_;
   std::vector<AudioOutputDevice> audioOutputs_;

@@ -14,14 +14,14 @@
 
 namespace tallyrig {
 
-/// The engine as the program composes it, over a simulated world. Devices are added before `open`.
+/// The engine as the program composes it, over a simulated world. Devices and endpoints are added before `open`.
 class Wall {
  public:
   explicit Wall(const SimulatedWorld::Options& options = {}) : world(options) {}
 
   /// Builds the engine; the store loads what the world's file holds.
   void open() {
-    registry.emplace(world.audio(), world.log());
+    registry.emplace(world.audio(), world.midi(), world.log());
     hub.emplace(world.audio(), world.scheduler(), world.log());
     reservations.emplace();
     store.emplace(services(), world.preferences(), world.files());

@@ -24,7 +24,7 @@ class DeviceRegistryTest : public testing::Test {
 
 TEST_F(DeviceRegistryTest, EnumeratesOnceWhenItIsMade) {
   audio.listed = {{1, "Duplex", {2}, {2}}, {2, "Output", {}, {2}}, {3, "iPhone", {1}, {}}};
-  const DeviceRegistry registry(audio, world.log());
+  const DeviceRegistry registry(audio, world.midi(), world.log());
   EXPECT_THAT(
       world.logLines(),
       ElementsAre(timed("DeviceRegistry: refresh begin reason=startup"),
@@ -34,7 +34,7 @@ TEST_F(DeviceRegistryTest, EnumeratesOnceWhenItIsMade) {
 }
 
 TEST_F(DeviceRegistryTest, KeepsWhatItHasUntilItIsRefreshed) {
-  DeviceRegistry registry(audio, world.log());
+  DeviceRegistry registry(audio, world.midi(), world.log());
   audio.listed = {{1, "New", {2}, {2}}};
   EXPECT_TRUE(registry.audioInputs().empty());
   world.clearLog();
@@ -47,8 +47,31 @@ TEST_F(DeviceRegistryTest, KeepsWhatItHasUntilItIsRefreshed) {
                   timed("DeviceRegistry: refresh complete inputs=1, outputs=1, midiSources=0, midiDestinations=0")));
 }
 
+TEST_F(DeviceRegistryTest, ListsMIDIEndpointsAsOfTheLastRefresh) {
+  const SimulatedMidiSource& keys = world.midi().addSource("Keys");
+  const SimulatedMidiSource& nameless = world.midi().addSource("");
+  SimulatedMidiDestination& desk = world.midi().addDestination("Desk");
+  DeviceRegistry registry(audio, world.midi(), world.log());
+  EXPECT_TRUE(
+      world.hasLogged("DeviceRegistry: refresh complete inputs=0, outputs=0, midiSources=2, midiDestinations=1"));
+  const MIDIDestinationDevice before{desk.endpoint(), "Desk"};
+  EXPECT_THAT(registry.midiSources(),
+              ElementsAre(MIDISourceDevice{keys.endpoint(), "Keys"}, MIDISourceDevice{nameless.endpoint(), "Unknown"}));
+  EXPECT_THAT(registry.midiDestinations(), ElementsAre(before));
+  world.midi().unplug(desk);
+  world.midi().addDestination("Lights");
+  world.midi().plugIn(desk);
+  world.runPending();
+  EXPECT_THAT(registry.midiDestinations(), ElementsAre(before)) << "it takes no notice of changes by itself";
+  registry.refresh("settings Camera A");
+  ASSERT_EQ(registry.midiDestinations().size(), 2U);
+  EXPECT_EQ(registry.midiDestinations()[0].name, "Lights");
+  EXPECT_EQ(registry.midiDestinations()[1], (MIDIDestinationDevice{desk.endpoint(), "Desk"}));
+  EXPECT_NE(desk.endpoint(), before.endpoint);
+}
+
 TEST_F(DeviceRegistryTest, TellsThatItIsRefreshedWhenTheListsStand) {
-  DeviceRegistry registry(audio, world.log());
+  DeviceRegistry registry(audio, world.midi(), world.log());
   std::vector<std::size_t> inputsWhenTold;
   QObject::connect(&registry, &DeviceRegistry::refreshed, &registry,
                    [&] { inputsWhenTold.push_back(registry.audioInputs().size()); });

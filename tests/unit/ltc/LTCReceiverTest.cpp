@@ -53,7 +53,7 @@ class LTCReceiverTest : public testing::Test {
 
   mutable SimulatedWorld world;
   SimulatedDevice& desk = world.audio().addDevice({.name = "Desk", .inputGroups = {4, 4}, .quantum = 256});
-  DeviceRegistry registry{world.audio(), world.log()};
+  DeviceRegistry registry{world.audio(), world.midi(), world.log()};
   LTCAudioInputHub hub{world.audio(), world.scheduler(), world.log()};
   LTCSignal signal{MTCFrameRate::fps25, Timecode{10, 0, 0, 0, MTCFrameRate::fps25}, kRate};
   float gain = 1;

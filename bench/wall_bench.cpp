@@ -206,7 +206,7 @@ class Bench {
   }
 
   ReaderServices services() {
-    return {clock_, wallClock_, *scheduler_, log_, *audio_, *registry_, *hub_, reservations_};
+    return {clock_, wallClock_, *scheduler_, log_, *audio_, *midi_, *registry_, *hub_, reservations_};
   }
 
   int quantum_;

@@ -68,7 +68,7 @@ int main(int argc, char** argv) {
   DeviceRegistry registry(audio, midi, log);
   LTCAudioInputHub hub(audio, scheduler, log);
   OutputReservationRegistry reservations;
-  const ReaderServices services{clock, wallClock, scheduler, log, audio, registry, hub, reservations};
+  const ReaderServices services{clock, wallClock, scheduler, log, audio, midi, registry, hub, reservations};
   ReaderStore store(services, preferences, files);
   TimecodeRenderClock renderClock(clock, scheduler, log);
 

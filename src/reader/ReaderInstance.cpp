@@ -78,12 +78,33 @@ void ReaderInstance::startReceiver() {
 }
 
 void ReaderInstance::startMTCMonitoring() {
-  const auto* source = findStoredDevice(services_.registry.midiSources(), &MIDISourceDevice::endpoint,
-                                        selectedMIDIEndpoint_, settings_.selectedMIDISourceName);
+  auto receiver = std::make_shared<MTCReceiver>(services_.clock, services_.scheduler, services_.log, services_.midi);
+  resolveMIDISource(*receiver);
+  // What the receiver announces takes one more turn of the main queue; by then this may be another receiver's card.
+  const auto throughMainQueue = [this, sender = std::weak_ptr(receiver)](auto handler) {
+    return [this, sender, handler](const auto& value) {
+      services_.scheduler.mainQueue().post([weak = weak_from_this(), sender, handler, value] {
+        const auto self = weak.lock();
+        if (self && self->mtcReceiver_ && self->mtcReceiver_ == sender.lock()) ((*self).*handler)(value);
+      });
+    };
+  };
+  receiverConnections_ = {connect(receiver.get(), &MTCReceiver::currentAnchorChanged, this,
+                                  throughMainQueue(&ReaderInstance::handleAnchor)),
+                          connect(receiver.get(), &MTCReceiver::isReceivingChanged, this,
+                                  throughMainQueue(&ReaderInstance::handleReceivingChanged))};
+  mtcReceiver_ = std::move(receiver);
+}
+
+void ReaderInstance::resolveMIDISource(MTCReceiver& receiver) {
+  const auto* source = findStoredDevice(receiver.availableSources(), &MIDISourceDevice::endpoint, selectedMIDIEndpoint_,
+                                        settings_.selectedMIDISourceName);
   if (source != nullptr) {
     selectedMIDIEndpoint_ = source->endpoint;
     set(&ReaderSnapshot::selectedMIDISourceName, source->name);
     setWarning(std::nullopt);
+    receiver.setSelectedSource(*source);
+    receiver.reconnect();
   } else if (settings_.selectedMIDISourceName) {
     selectedMIDIEndpoint_.reset();
     setWarning("MIDI source unavailable: " + *settings_.selectedMIDISourceName);
@@ -97,6 +118,7 @@ void ReaderInstance::stopMonitoring() {
   receiverConnections_.clear();
   if (ltcReceiver_) ltcReceiver_->stop();
   ltcReceiver_.reset();
+  mtcReceiver_.reset();
   stopOutputImmediately();
   setTimecode(currentTimecode_, std::nullopt);
   setReceiving(false);

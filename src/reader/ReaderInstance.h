@@ -8,6 +8,7 @@
 
 #include "ltc/LTCOutputGenerator.h"
 #include "ltc/LTCReceiver.h"
+#include "mtc/MTCReceiver.h"
 #include "reader/JamStability.h"
 #include "reader/ReaderServices.h"
 #include "reader/ReaderSnapshot.h"
@@ -135,6 +136,8 @@ class ReaderInstance : public QObject, public std::enable_shared_from_this<Reade
   void startMTCMonitoring();
   /// Finds the stored device among the receiver's, by number and then by name; writes the warning if it has gone.
   void resolveInputDevice(LTCReceiver& receiver);
+  /// The same for the stored MIDI source.
+  void resolveMIDISource(MTCReceiver& receiver);
   void startReceiver();
   void handleAnchor(const TimecodeAnchor& anchor);
   void handleReceivingChanged(bool receiving);
@@ -192,6 +195,7 @@ class ReaderInstance : public QObject, public std::enable_shared_from_this<Reade
   float peakLevel_ = 0;
 
   std::shared_ptr<LTCReceiver> ltcReceiver_;
+  std::shared_ptr<MTCReceiver> mtcReceiver_;
   std::vector<QMetaObject::Connection> receiverConnections_;
   /// The newest anchor that was accepted outside jam sync; never cleared.
   std::optional<TimecodeAnchor> lastConfirmedInputAnchor_;

@@ -138,8 +138,8 @@ void ReaderInstance::handleOutputAnchor(const TimecodeAnchor& anchor) {
 
 void ReaderInstance::stopOutput(const std::optional<Timecode>& at) {
   if (ltcOutputGenerator_ && ltcOutputGenerator_->isGenerating()) {
-    services_.log.timed(logTag() + "requested LTC frame-boundary stop for generation " +
-                        std::to_string(outputGeneration_));
+    services_.log.line(logTag() + "requested LTC frame-boundary stop for generation " +
+                       std::to_string(outputGeneration_));
     const BoundaryStop request{at, outputGeneration_, ltcOutputGenerator_};
     ltcOutputGenerator_->requestBoundaryStop([weak = weak_from_this(), request](const TimecodeAnchor& anchor) {
       if (const auto self = weak.lock()) self->handleLTCStopCompleted(anchor.timecode, request);
@@ -161,8 +161,7 @@ void ReaderInstance::handleLTCStopCompleted(const Timecode& finalTimecode, const
     setTimecode(finalTimecode, liveAnchor_);
   }
   if (outputGeneration_ != request.generation) {
-    services_.log.timed(logTag() + "ignored stale stop completion for generation " +
-                        std::to_string(request.generation));
+    services_.log.line(logTag() + "ignored stale stop completion for generation " + std::to_string(request.generation));
     return;
   }
   if (settings_.cardRole == CardRole::generator) {
@@ -173,7 +172,7 @@ void ReaderInstance::handleLTCStopCompleted(const Timecode& finalTimecode, const
   forgetOutputSubscriptions();
   if (ltcOutputGenerator_ == request.generator.lock()) ltcOutputGenerator_.reset();
   services_.reservations.releaseAll(settings_.id);
-  services_.log.timed(logTag() + "LTC output stopped at " + finalTimecode.text());
+  services_.log.line(logTag() + "LTC output stopped at " + finalTimecode.text());
 }
 
 void ReaderInstance::stopOutputImmediately() {

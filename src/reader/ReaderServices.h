@@ -5,6 +5,7 @@
 #include "platform/AudioSystem.h"
 #include "platform/HostClock.h"
 #include "platform/Log.h"
+#include "platform/MidiSystem.h"
 #include "platform/SerialQueue.h"
 #include "platform/WallClock.h"
 #include "reader/OutputReservationRegistry.h"
@@ -18,6 +19,7 @@ struct ReaderServices {
   Scheduler& scheduler;
   Log& log;
   AudioSystem& audio;
+  MidiSystem& midi;
   DeviceRegistry& registry;
   LTCAudioInputHub& hub;
   OutputReservationRegistry& reservations;

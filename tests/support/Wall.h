@@ -43,7 +43,7 @@ class Wall {
   }
 
   ReaderServices services() {
-    return {world.clock(), world.wallClock(), world.scheduler(), world.log(), world.audio(), *registry,
+    return {world.clock(), world.wallClock(), world.scheduler(), world.log(), world.audio(), world.midi(), *registry,
             *hub,          *reservations};
   }
 

@@ -16,6 +16,7 @@
 #include "platform/desktop/AsioScheduler.h"
 #include "platform/desktop/SystemClocks.h"
 #include "platform/pipewire/PipeWireAudioSystem.h"
+#include "platform/simulated/LoopbackMidiSystem.h"
 #include "reader/ReaderInstance.h"
 #include "support/PipeWireRig.h"
 
@@ -30,7 +31,7 @@ class EngineOnPipeWire {
     rig_.add({.name = "duplex", .description = "Desk", .channels = channels});
     audio_.emplace(openPipeWireServer(), scheduler_.mainQueue(), log_);
     EXPECT_TRUE(runUntil([this] { return !audio_->devices().empty(); })) << "the device is not listed";
-    registry_.emplace(*audio_, log_);
+    registry_.emplace(*audio_, midi_, log_);
     hub_.emplace(*audio_, scheduler_, log_);
   }
 
@@ -81,7 +82,7 @@ class EngineOnPipeWire {
   }
 
   ReaderServices services() {
-    return {clock_, wallClock_, scheduler_, log_, *audio_, *registry_, *hub_, reservations_};
+    return {clock_, wallClock_, scheduler_, log_, *audio_, midi_, *registry_, *hub_, reservations_};
   }
 
   PipeWireRig rig_;
@@ -94,6 +95,7 @@ class EngineOnPipeWire {
              lines_.emplace_back(line);
            }};
   AsioScheduler scheduler_;
+  LoopbackMidiSystem midi_{clock_, scheduler_};
   std::optional<PipeWireAudioSystem> audio_;
   std::optional<DeviceRegistry> registry_;
   std::optional<LTCAudioInputHub> hub_;

@@ -104,13 +104,13 @@ TEST_F(ReaderInstanceOutputTest, StopEndsAfterTheFrameOnTheAir) {
   card->toggleGenerator();
   world.runFor(2s);
   card->toggleGenerator();
-  EXPECT_EQ(world.logCount("] ReaderInstance[Clock]: requested LTC frame-boundary stop for generation 2"), 1U);
+  EXPECT_EQ(world.logCount("ReaderInstance[Clock]: requested LTC frame-boundary stop for generation 2"), 1U);
   EXPECT_TRUE(card->isGeneratorRunning()) << "until the frame has ended";
   ASSERT_TRUE(world.runUntil([&] { return !card->isGeneratorRunning(); }, 1s));
   EXPECT_FALSE(card->isReceiving());
   EXPECT_FALSE(card->liveAnchor());
   ASSERT_TRUE(card->currentTimecode());
-  EXPECT_EQ(world.logCount("] ReaderInstance[Clock]: LTC output stopped at " + card->currentTimecode()->text()), 1U);
+  EXPECT_EQ(world.logCount("ReaderInstance[Clock]: LTC output stopped at " + card->currentTimecode()->text()), 1U);
   EXPECT_TRUE(wall.reservations->owners().empty());
   const auto frames = decode();
   ASSERT_FALSE(frames.empty());
@@ -146,7 +146,7 @@ TEST_F(ReaderInstanceOutputTest, TheNewsOfAnEarlierStopLeavesTheNewOutputAlone) 
   ASSERT_TRUE(card->isGeneratorRunning());
   listen();
   world.runFor(2s);
-  EXPECT_EQ(world.logCount("] ReaderInstance[Clock]: ignored stale stop completion for generation 2"), 1U);
+  EXPECT_EQ(world.logCount("ReaderInstance[Clock]: ignored stale stop completion for generation 2"), 1U);
   EXPECT_FALSE(world.hasLogged("LTC output stopped at"));
   EXPECT_TRUE(card->isGeneratorRunning());
   EXPECT_EQ(wall.reservations->owners().size(), 1U);

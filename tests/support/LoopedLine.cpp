@@ -30,10 +30,7 @@ LoopedLine::LoopedLine(const Timecode& start, std::uint64_t seed)
   };
   desk_.onOutput(0,
                  [this](std::int64_t position, std::span<const float> samples) { listener_.hear(position, samples); });
-  std::vector<ReaderSnapshot> cards;
-  cards.push_back(generatorOn(desk_, 0, start));
-  cards.push_back(readerOn(desk_, 0));
-  wall_.openWith(cards);
+  wall_.openWith({generatorOn(desk_, 0, start), readerOn(desk_, 0)});
   wall_.world.runPending();
   ReaderInstance& reader = wall_.card(1);
   QObject::connect(&reader, &ReaderInstance::timecodeChanged, [this, &reader] {

@@ -161,6 +161,16 @@ TEST_F(MTCInputWorkerTest, AFullFrameIsStampedWithItsPacket) {
   EXPECT_EQ(worker->latestPacketReceiptHostTime(), now());
 }
 
+TEST_F(MTCInputWorkerTest, AFullFramesReceiptCountsWhenItHasBeenRead) {
+  const HostTime receipt = now();
+  worker->receive(fullFrame(kCue), receipt);
+  world.clock().advance(3ms);
+  worker->receive(MidiBytes{0xFE}, now());
+  EXPECT_EQ(worker->latestPacketReceiptHostTime(), now());
+  world.runPending();
+  EXPECT_EQ(worker->latestPacketReceiptHostTime(), receipt);
+}
+
 TEST_F(MTCInputWorkerTest, AFullFrameMaySpanPackets) {
   const MidiBytes message = fullFrame(kCue);
   for (std::size_t cut = 0; cut <= message.size(); ++cut) {

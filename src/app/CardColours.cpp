@@ -36,4 +36,8 @@ QColor CardColours::text(const QString& hex, double opacity, double plate) {
   return qColor(atOpacity(foreground, legibleOpacity(foreground, ground, opacity)));
 }
 
+QColor CardColours::plateForWhite(const QString& hex, const QColor& tint, double opacity) {
+  return qColor(tallyrig::plateForWhite({tint.redF(), tint.greenF(), tint.blueF(), opacity}, cardColour(hex)));
+}
+
 }  // namespace tallyrig

@@ -22,6 +22,8 @@ class CardColours : public QObject {
   /// The card's foreground for small text: at `opacity`, or as much above it as the text needs to be read. `plate` is
   /// the opacity of the foreground that lies under the text, as in a chip.
   Q_INVOKABLE static QColor text(const QString& hex, double opacity, double plate = 0);
+  /// A plate of `tint` at an opacity for white text on the card: darkened as far as the text needs to be read.
+  Q_INVOKABLE static QColor plateForWhite(const QString& hex, const QColor& tint, double opacity);
 };
 
 }  // namespace tallyrig

@@ -16,6 +16,7 @@ constexpr CardColour kDarkForeground{0.1, 0.1, 0.1, 1};
 constexpr double kLightBackground = 0.55;
 /// What painting with eight bits a component may take from a contrast.
 constexpr double kRoundingLoss = 0.05;
+constexpr double kEnoughContrast = kLegibleContrast + kRoundingLoss;
 
 std::string_view trimmed(std::string_view text) {
   constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
@@ -75,11 +76,18 @@ double legibleOpacity(const CardColour& text, const CardColour& background, doub
   const auto contrastAt = [&](double opacity) {
     return contrastRatio(blended({text.red, text.green, text.blue, opacity}, background), background);
   };
-  const double enough = kLegibleContrast + kRoundingLoss;
-  if (contrastAt(wanted) >= enough) return wanted;
+  if (contrastAt(wanted) >= kEnoughContrast) return wanted;
   for (int hundredths = static_cast<int>(std::ceil(wanted * 100)); hundredths < 100; ++hundredths)
-    if (contrastAt(hundredths / 100.0) >= enough) return hundredths / 100.0;
+    if (contrastAt(hundredths / 100.0) >= kEnoughContrast) return hundredths / 100.0;
   return 1;
+}
+
+CardColour plateForWhite(const CardColour& tint, const CardColour& background) {
+  const CardColour tinted = blended(tint, background);
+  CardColour plate = tinted;
+  for (int hundredths = 1; contrastRatio(kWhite, plate) < kEnoughContrast; ++hundredths)
+    plate = blended({0, 0, 0, hundredths / 100.0}, tinted);
+  return plate;
 }
 
 }  // namespace tallyrig

@@ -43,4 +43,7 @@ double contrastRatio(const CardColour& first, const CardColour& second);
 /// `background` by `kLegibleContrast` when painted; 1 if none does.
 double legibleOpacity(const CardColour& text, const CardColour& background, double wanted);
 
+/// `tint` laid over an opaque `background` for white text to stand on: darkened as far as the text needs to be read.
+CardColour plateForWhite(const CardColour& tint, const CardColour& background);
+
 }  // namespace tallyrig

@@ -30,6 +30,10 @@ TimecodeRenderClock::~TimecodeRenderClock() {
   queue_->runSync([this] { timer_.reset(); });
 }
 
+double TimecodeRenderClock::seconds() const {
+  return clock_.seconds(hostTime_ - HostTime{});
+}
+
 void TimecodeRenderClock::publish(HostTime tick) {
   if (lastPublishedHostTime_.ticks != 0 && tick > lastPublishedHostTime_) {
     const double gap = clock_.milliseconds(tick - lastPublishedHostTime_);

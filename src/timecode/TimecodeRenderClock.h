@@ -23,6 +23,8 @@ class TimecodeRenderClock : public QObject {
 
   /// The last tick.
   HostTime hostTime() const { return hostTime_; }
+  /// The same in seconds of the host clock.
+  double seconds() const;
 
  signals:
   void ticked();

@@ -57,7 +57,7 @@ T.ComboBox {
         contentItem: Text {
             text: item.text
             font.family: Theme.fontFamily
-    font.pixelSize: Theme.buttonSize
+            font.pixelSize: Theme.buttonSize
             font.weight: control.currentIndex === item.index ? Font.DemiBold : Font.Normal
             color: item.highlighted ? "white" : Theme.text
             verticalAlignment: Text.AlignVCenter

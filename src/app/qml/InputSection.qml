@@ -45,15 +45,13 @@ ColumnLayout {
         label: "Channel"
         visible: section.form.sourceType === "LTC"
 
-        AppMenu {
+        ChannelMenu {
             objectName: "channel"
             Layout.fillWidth: true
-            enabled: section.form.channelCount > 0
             accessibleName: "Channel"
-            model: Array.from({ length: section.form.channelCount }, (unused, channel) => "Channel " + (channel + 1))
-            currentIndex: section.form.selectedChannel
-            displayText: "Channel " + (section.form.selectedChannel + 1)
-            onActivated: index => section.form.selectedChannel = index
+            channels: section.form.channelCount
+            selected: section.form.selectedChannel
+            onChosen: channel => section.form.selectedChannel = channel
         }
     }
     FormRow {

@@ -22,6 +22,11 @@ FocusScope {
         scroller.contentY = Math.max(0, Math.min(first, Math.max(last, scroller.contentY)))
     }
 
+    JamPulse {
+        id: wallPulse
+
+        renderClock: view.renderClock
+    }
     Connections {
         target: view.Window.window
 
@@ -85,6 +90,7 @@ FocusScope {
                     reader: model.reader
                     store: view.store
                     renderClock: view.renderClock
+                    jamPulse: wallPulse
                     inSight: wall.y + y + height + 3 > scroller.contentY
                              && wall.y + y - 3 < scroller.contentY + scroller.height
                     onSettingsRequested: popover.show(cell.reader, cell)

@@ -32,6 +32,7 @@ T.Popup {
     padding: 0
     focus: true
     closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutside
+    onOpened: body.item.begin()
     onClosed: {
         const closing = form
         form = null
@@ -62,23 +63,14 @@ T.Popup {
             border.color: Theme.hairline
         }
     }
-    contentItem: Flickable {
-        implicitHeight: body.implicitHeight
-        contentHeight: body.implicitHeight
-        contentWidth: width
-        clip: true
-        boundsBehavior: Flickable.StopAtBounds
-        T.ScrollBar.vertical: AppScrollBar {}
+    contentItem: Loader {
+        id: body
 
-        Loader {
-            id: body
-
-            width: parent.width
-            active: popover.form !== null
-            sourceComponent: ReaderSettingsPanel {
-                form: popover.form
-                onApplied: popover.close()
-            }
+        focus: true
+        active: popover.form !== null
+        sourceComponent: ReaderSettingsPanel {
+            form: popover.form
+            onApplied: popover.close()
         }
     }
 }

@@ -8,12 +8,14 @@ Item {
     required property ReaderInstance reader
     required property ReaderStore store
     required property TimecodeRenderClock renderClock
+    required property JamPulse jamPulse
     // False while the card is scrolled out of sight; what runs in it then stands.
     property bool inSight: true
 
     readonly property string hex: reader.backgroundColorHex
     readonly property string mode: reader.displayMode
-    readonly property color statusColor: reader.isReceiving ? Theme.signalGreen : Theme.idleRed
+    readonly property color statusColor: reader.isJammed ? Theme.jamOrange
+                                                         : reader.isReceiving ? Theme.signalGreen : Theme.idleRed
     readonly property int digitSize: reader.tileSize === "Small" ? 22 : reader.tileSize === "Large" ? 48 : 32
     readonly property int rateSize: Math.round(digitSize * 0.42)
 
@@ -129,6 +131,7 @@ Item {
                 sourceComponent: TileFooter {
                     reader: tile.reader
                     statusColor: surface.border.color
+                    pulse: tile.reader.isJammed && tile.inSight ? tile.jamPulse.phase : 1
                 }
             }
         }

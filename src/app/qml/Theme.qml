@@ -1,6 +1,7 @@
 pragma Singleton
 
 import QtQuick
+import Tallyrig
 
 // Colours, type sizes and distances that the views share. `dark` follows the program's appearance.
 QtObject {
@@ -21,6 +22,7 @@ QtObject {
     readonly property color noticeText: dark ? "#ffcf66" : "#6b4700"
 
     // Of the cards, whatever the appearance.
+    readonly property color jamOrange: Qt.rgba(1, 0.55, 0, 1)
     readonly property color signalGreen: Qt.rgba(0.2, 0.85, 0.4, 1)
     readonly property color idleRed: Qt.rgba(0.8, 0.2, 0.2, 1)
     readonly property color warningAmber: Qt.rgba(1, 0.7, 0, 1)
@@ -28,6 +30,7 @@ QtObject {
     readonly property color warningPlate: Qt.rgba(0.07, 0.07, 0.07, 0.8)
 
     readonly property string fontFamily: Qt.application.font.family
+    readonly property string monospacedFamily: AppFonts.monospacedFamily
     readonly property int cardTitleSize: 13
     readonly property int captionSize: 11
     readonly property int sectionLabelSize: 11

@@ -80,5 +80,20 @@ TEST(CardColour, LegibleOpacityLeavesWhatReadsAlreadyAndGivesUpAtOne) {
   EXPECT_EQ(legibleOpacity({1, 1, 1, 1}, {0.9, 0.9, 0.9, 1}, 0.4), 1);
 }
 
+TEST(PlateForWhite, IsTheTintWhereWhiteReadsOnIt) {
+  const CardColour card = *colourFromHex("#2A3A6E");
+  const CardColour orange{1, 0.55, 0, 0.5};
+  EXPECT_EQ(plateForWhite(orange, card), blended(orange, card));
+}
+
+TEST(PlateForWhite, IsDarkerWhereItWouldNot) {
+  const CardColour orange{1, 0.55, 0, 0.5};
+  for (const char* hex : {"#6E3D00", "#999999", "#FFFFFF", "#FFFF00"}) {
+    const CardColour plate = plateForWhite(orange, *colourFromHex(hex));
+    EXPECT_GE(contrastRatio({1, 1, 1, 1}, plate), kLegibleContrast) << hex;
+    EXPECT_LT(contrastRatio({1, 1, 1, 1}, plate), kLegibleContrast + 0.3) << hex << ": no darker than it needs to be";
+  }
+}
+
 }  // namespace
 }  // namespace tallyrig

@@ -52,6 +52,7 @@ Row {
             background: Rectangle {
                 radius: 7
                 color: swatch.modelData
+                border.color: Theme.hairline
 
                 Rectangle {
                     anchors.fill: parent

@@ -16,6 +16,7 @@ T.AbstractButton {
     implicitWidth: 9 + 4 + Math.ceil(longest.advanceWidth) + leftPadding + rightPadding
     implicitHeight: 24
     horizontalPadding: 9
+    font.family: Theme.fontFamily
     font.pixelSize: Theme.chipSize
     font.weight: Font.Bold
     Accessible.name: text

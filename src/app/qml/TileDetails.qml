@@ -66,6 +66,8 @@ Column {
                 text: details.warning
                 color: Theme.warningAmber
                 font.pixelSize: Theme.captionSize
+                wrapMode: Text.Wrap
+                maximumLineCount: 3
                 elide: Text.ElideRight
             }
         }

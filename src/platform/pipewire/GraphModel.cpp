@@ -1,6 +1,7 @@
 #include "platform/pipewire/GraphModel.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <initializer_list>
 
@@ -8,6 +9,8 @@ namespace tallyrig {
 namespace {
 
 constexpr std::string_view kMonoAudio = "32 bit float mono audio";
+/// Newer servers have a second form of MIDI and convert between the two.
+constexpr std::array<std::string_view, 2> kMidi = {"8 bit raw midi", "32 bit raw UMP"};
 
 template <typename Number>
 Number numberOf(const GraphProperties& properties, std::string_view key) {
@@ -42,27 +45,35 @@ void GraphModel::addNode(std::uint32_t id, const GraphProperties& properties) {
                 .name = property(properties, "node.name"),
                 .title = firstOf(properties, {"node.description", "node.nick", "node.name"}),
                 .mediaClass = property(properties, "media.class"),
-                .cardId = property(properties, "device.id")};
+                .cardId = property(properties, "device.id"),
+                .clientId = property(properties, "client.id")};
 }
 
 void GraphModel::addPort(std::uint32_t id, const GraphProperties& properties) {
   ports_.erase(id);
-  if (property(properties, "format.dsp") != kMonoAudio) return;
-  ports_[id] = {.id = id,
-                .serial = numberOf<std::uint64_t>(properties, "object.serial"),
-                .nodeId = numberOf<std::uint32_t>(properties, "node.id"),
-                .direction = property(properties, "port.direction") == "out" ? PortDirection::kOut : PortDirection::kIn,
-                .index = numberOf<std::uint32_t>(properties, "port.id")};
+  midiPorts_.erase(id);
+  const GraphPort port{
+      .id = id,
+      .serial = numberOf<std::uint64_t>(properties, "object.serial"),
+      .nodeId = numberOf<std::uint32_t>(properties, "node.id"),
+      .direction = property(properties, "port.direction") == "out" ? PortDirection::kOut : PortDirection::kIn,
+      .index = numberOf<std::uint32_t>(properties, "port.id")};
+  const std::string& format = property(properties, "format.dsp");
+  if (format == kMonoAudio) ports_[id] = port;
+  if (std::ranges::find(kMidi, format) != kMidi.end()) {
+    midiPorts_[id] = {port, property(properties, "port.alias"), property(properties, "port.name")};
+  }
 }
 
 bool GraphModel::remove(std::uint32_t id) {
-  return cardTitles_.erase(id) + nodes_.erase(id) + ports_.erase(id) > 0;
+  return cardTitles_.erase(id) + nodes_.erase(id) + ports_.erase(id) + midiPorts_.erase(id) > 0;
 }
 
 void GraphModel::clear() {
   cardTitles_.clear();
   nodes_.clear();
   ports_.clear();
+  midiPorts_.clear();
 }
 
 std::vector<const GraphNode*> GraphModel::nodes() const {
@@ -80,6 +91,11 @@ const GraphNode* GraphModel::nodeOfSerial(std::uint64_t serial) const {
   return nullptr;
 }
 
+const GraphNode* GraphModel::nodeOfId(std::uint32_t id) const {
+  const auto found = nodes_.find(id);
+  return found == nodes_.end() ? nullptr : &found->second;
+}
+
 std::vector<GraphPort> GraphModel::ports(std::uint32_t nodeId, PortDirection direction) const {
   std::vector<GraphPort> found;
   for (const auto& [id, port] : ports_) {
@@ -87,6 +103,14 @@ std::vector<GraphPort> GraphModel::ports(std::uint32_t nodeId, PortDirection dir
   }
   std::ranges::stable_sort(found, {}, &GraphPort::index);
   return found;
+}
+
+std::vector<const MidiGraphPort*> GraphModel::midiPorts() const {
+  std::vector<const MidiGraphPort*> all;
+  all.reserve(midiPorts_.size());
+  for (const auto& [id, port] : midiPorts_) all.push_back(&port);
+  std::ranges::stable_sort(all, {}, &MidiGraphPort::serial);
+  return all;
 }
 
 std::string GraphModel::cardTitle(std::string_view cardId) const {

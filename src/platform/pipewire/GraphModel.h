@@ -17,7 +17,7 @@ const std::string& property(const GraphProperties& properties, std::string_view 
 /// From the node's own point of view: a sink's in-ports are what the program plays to.
 enum class PortDirection { kIn, kOut };
 
-/// One mono audio port.
+/// One port, of mono audio or of MIDI.
 struct GraphPort {
   std::uint32_t id = 0;
   /// Never used again while the server lives, unlike `id`.
@@ -26,6 +26,12 @@ struct GraphPort {
   PortDirection direction = PortDirection::kIn;
   /// Position among the node's ports of one direction.
   std::uint32_t index = 0;
+};
+
+struct MidiGraphPort : GraphPort {
+  /// What a person reads, if the port's maker gave it; or else what the port is called on its node.
+  std::string alias;
+  std::string name;
 };
 
 struct GraphNode {
@@ -38,16 +44,18 @@ struct GraphNode {
   std::string mediaClass;
   /// Equal for all nodes of one sound card; empty for a node of its own.
   std::string cardId;
+  /// Whose node it is; empty for the server's own.
+  std::string clientId;
 };
 
-/// The part of the sound server's graph that concerns audio devices: sound cards, nodes and mono audio ports, by their
-/// global ids. Knows nothing of the library that brings them. Not thread-safe.
+/// The part of the sound server's graph that concerns audio devices and MIDI: sound cards, nodes, mono audio ports and
+/// MIDI ports, by their global ids. Knows nothing of the library that brings them. Not thread-safe.
 class GraphModel {
  public:
   /// A known id is replaced: ids are reused.
   void addCard(std::uint32_t id, const GraphProperties& properties);
   void addNode(std::uint32_t id, const GraphProperties& properties);
-  /// Ports of another format than mono audio are left out.
+  /// Ports of another format than mono audio and MIDI are left out.
   void addPort(std::uint32_t id, const GraphProperties& properties);
   /// Whatever stands under `id`. False if nothing did.
   bool remove(std::uint32_t id);
@@ -57,8 +65,12 @@ class GraphModel {
   std::vector<const GraphNode*> nodes() const;
   /// Null if there is none of that serial.
   const GraphNode* nodeOfSerial(std::uint64_t serial) const;
-  /// By index.
+  /// Null if there is none of that id.
+  const GraphNode* nodeOfId(std::uint32_t id) const;
+  /// The audio ports, by index.
   std::vector<GraphPort> ports(std::uint32_t nodeId, PortDirection direction) const;
+  /// All MIDI ports by serial, so in the order in which they appeared.
+  std::vector<const MidiGraphPort*> midiPorts() const;
   /// What a person reads on the card; empty if unknown.
   std::string cardTitle(std::string_view cardId) const;
 
@@ -66,6 +78,7 @@ class GraphModel {
   std::map<std::uint32_t, std::string> cardTitles_;
   std::map<std::uint32_t, GraphNode> nodes_;
   std::map<std::uint32_t, GraphPort> ports_;
+  std::map<std::uint32_t, MidiGraphPort> midiPorts_;
 };
 
 }  // namespace tallyrig

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "platform/pipewire/GraphModel.h"
 
@@ -35,6 +36,13 @@ class GraphBuilder {
 
   void ports(std::uint32_t node, const std::string& direction, int count, const GraphProperties& more = {}) {
     for (int index = 0; index < count; ++index) port(node, direction, index, more);
+  }
+
+  std::uint32_t midiPort(std::uint32_t node, const std::string& direction, const std::string& alias,
+                         GraphProperties more = {}) {
+    more.emplace("format.dsp", "8 bit raw midi");
+    more.emplace("port.alias", alias);
+    return port(node, direction, 0, std::move(more));
   }
 
   std::uint32_t card(const std::string& description) {

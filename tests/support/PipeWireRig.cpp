@@ -86,6 +86,7 @@ void PipeWireRig::start() {
     sessionManager_ = std::make_unique<ChildProcess>(std::vector<std::string>{"wireplumber"}, variables, logFile());
   }
   for (const auto& device : devices_) client_->add(device);
+  for (const auto& device : midiDevices_) client_->add(device);
 }
 
 void PipeWireRig::kill() {
@@ -103,6 +104,20 @@ void PipeWireRig::add(const RigDevice& device) {
 void PipeWireRig::remove(const std::string& name) {
   client_->remove(name);
   std::erase_if(devices_, [&](const RigDevice& device) { return device.name == name; });
+}
+
+void PipeWireRig::add(const RigMidiDevice& device) {
+  client_->add(device);
+  midiDevices_.push_back(device);
+}
+
+void PipeWireRig::removeMidi(const std::string& name) {
+  client_->removeMidi(name);
+  std::erase_if(midiDevices_, [&](const RigMidiDevice& device) { return device.name == name; });
+}
+
+std::uint64_t PipeWireRig::missedCycles(const std::string& name) const {
+  return client_->midi(name).missedCycles();
 }
 
 std::uint32_t PipeWireRig::addCard(const std::string& description) {

@@ -53,6 +53,10 @@ class PipeWireRig {
   void add(const RigDevice& device);
   /// As if unplugged.
   void remove(const std::string& name);
+  void add(const RigMidiDevice& device);
+  void removeMidi(const std::string& name);
+  /// How many cycles the MIDI device of that name has seen left out.
+  std::uint64_t missedCycles(const std::string& name) const;
   /// A sound card without nodes; returns its id, for the property "device.id" of its nodes.
   std::uint32_t addCard(const std::string& description);
   /// Sets a value in the server's settings, as in "clock.force-rate".
@@ -79,6 +83,7 @@ class PipeWireRig {
   std::unique_ptr<ChildProcess> sessionManager_;
   std::unique_ptr<RigClient> client_;
   std::vector<RigDevice> devices_;
+  std::vector<RigMidiDevice> midiDevices_;
 };
 
 }  // namespace tallyrig

@@ -6,6 +6,7 @@
 #include <spa/pod/builder.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "support/RigCard.h"
@@ -53,6 +54,7 @@ RigClient::RigClient(const std::filesystem::path& socket, int rate, bool configu
 RigClient::~RigClient() {
   pw_thread_loop_stop(loop_);
   cards_.clear();
+  bridges_.clear();
   for (const auto& [name, proxy] : devices_) pw_proxy_destroy(proxy);
   if (settings_ != nullptr) pw_proxy_destroy(settings_);
   spa_hook_remove(&registryHook_);
@@ -167,6 +169,25 @@ void RigClient::remove(const std::string& name) {
     pw_proxy_destroy(device->second);
     devices_.erase(device);
   }
+  pw_thread_loop_unlock(loop_);
+  waitFor("the end of " + name, [&] { return nodeNamed(name) == nullptr; });
+}
+
+void RigClient::add(const RigMidiDevice& device) {
+  pw_thread_loop_lock(loop_);
+  bridges_[device.name] = std::make_unique<RigMidiBridge>(core_, device);
+  pw_thread_loop_unlock(loop_);
+  waitFor("the ports of " + device.name, [&] {
+    const auto* node = nodeNamed(device.name);
+    return node != nullptr && std::ranges::count_if(graph_.midiPorts(), [&](const auto* found) {
+                                return found->port.nodeId == node->id;
+                              }) == 2 * device.ports;
+  });
+}
+
+void RigClient::removeMidi(const std::string& name) {
+  pw_thread_loop_lock(loop_);
+  bridges_.erase(name);
   pw_thread_loop_unlock(loop_);
   waitFor("the end of " + name, [&] { return nodeNamed(name) == nullptr; });
 }

@@ -15,6 +15,7 @@
 #include "platform/pipewire/GraphModel.h"
 #include "support/RigCard.h"
 #include "support/RigDevice.h"
+#include "support/RigMidiBridge.h"
 
 namespace tallyrig {
 
@@ -35,6 +36,11 @@ class RigClient {
   void add(const RigDevice& device);
   /// Returns when the server has taken it away.
   void remove(const std::string& name);
+  /// Returns when the device stands with all its ports.
+  void add(const RigMidiDevice& device);
+  void removeMidi(const std::string& name);
+  /// The device of that name, which must be there.
+  const RigMidiBridge& midi(const std::string& name) const { return *bridges_.at(name); }
   /// A sound card without nodes; returns its id, for the property "device.id" of its nodes.
   std::uint32_t addCard(const std::string& description);
   /// Sets a value in the server's settings, as in "clock.force-rate".
@@ -67,6 +73,7 @@ class RigClient {
   GraphModel graph_;
   std::map<std::string, pw_proxy*> devices_;
   std::vector<std::unique_ptr<RigCard>> cards_;
+  std::map<std::string, std::unique_ptr<RigMidiBridge>> bridges_;
 };
 
 }  // namespace tallyrig

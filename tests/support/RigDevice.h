@@ -17,4 +17,12 @@ struct RigDevice {
   std::map<std::string, std::string> properties = {};
 };
 
+/// A virtual MIDI device of the rig, with as many in-ports as out-ports.
+struct RigMidiDevice {
+  /// The node's name: one at a time.
+  std::string name;
+  std::string description = {};
+  int ports = 1;
+};
+
 }  // namespace tallyrig

@@ -109,7 +109,7 @@ std::vector<const MidiGraphPort*> GraphModel::midiPorts() const {
   std::vector<const MidiGraphPort*> all;
   all.reserve(midiPorts_.size());
   for (const auto& [id, port] : midiPorts_) all.push_back(&port);
-  std::ranges::stable_sort(all, {}, &MidiGraphPort::serial);
+  std::ranges::stable_sort(all, {}, [](const MidiGraphPort* port) { return port->port.serial; });
   return all;
 }
 

@@ -28,7 +28,8 @@ struct GraphPort {
   std::uint32_t index = 0;
 };
 
-struct MidiGraphPort : GraphPort {
+struct MidiGraphPort {
+  GraphPort port;
   /// What a person reads, if the port's maker gave it; or else what the port is called on its node.
   std::string alias;
   std::string name;

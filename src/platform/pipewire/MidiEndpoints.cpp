@@ -16,19 +16,20 @@ std::string nameOf(const MidiGraphPort& port, const GraphNode& node) {
 
 void MidiEndpoints::update(const GraphModel& graph, std::string_view ownClient) {
   std::map<std::uint64_t, MidiEndpoint> before = std::exchange(endpoints_, {});
-  std::vector<std::pair<const MidiGraphPort*, const GraphNode*>> added;
-  for (const auto* port : graph.midiPorts()) {
-    const auto* node = graph.nodeOfId(port->nodeId);
+  std::vector<std::pair<GraphPort, std::string>> added;
+  for (const auto* found : graph.midiPorts()) {
+    const GraphPort& port = found->port;
+    const auto* node = graph.nodeOfId(port.nodeId);
     if (node == nullptr || (!node->clientId.empty() && node->clientId == ownClient)) continue;
-    if (auto known = before.extract(port->serial)) {
+    if (auto known = before.extract(port.serial)) {
       endpoints_.insert(std::move(known));
     } else {
-      added.emplace_back(port, node);
+      added.emplace_back(port, nameOf(*found, *node));
     }
   }
-  for (const auto& [port, node] : added) {
-    endpoints_[port->serial] = {
-        .number = ++highest_, .name = freeName(nameOf(*port, *node), port->direction), .port = *port};
+  // After those that keep their names.
+  for (const auto& [port, name] : added) {
+    endpoints_[port.serial] = {.number = ++highest_, .name = freeName(name, port.direction), .port = port};
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 namespace tallyrig {
 
@@ -22,6 +23,7 @@ PlatformStatus MidiSchedule::add(std::span<const std::uint8_t> bytes, HostTime w
   reclaim();
   if (count_ == added_.capacity()) return -ENOBUFS;
   ++count_;
+  used_ = true;
   message->generation = generation_.load(std::memory_order_relaxed);
   added_.stage(message.release());
   added_.publish();
@@ -37,6 +39,12 @@ bool MidiSchedule::isEmpty() {
   const std::lock_guard lock(producers_);
   reclaim();
   return count_ == 0;
+}
+
+bool MidiSchedule::wasUsed() {
+  const std::lock_guard lock(producers_);
+  reclaim();
+  return std::exchange(used_, false) || count_ != 0;
 }
 
 void MidiSchedule::reclaim() {

@@ -44,6 +44,8 @@ class MidiSchedule {
   /// goes out to its end.
   void flush();
   bool isEmpty();
+  /// Whether anything was added since the last call, or still waits.
+  bool wasUsed();
 
   struct Troubles {
     std::uint64_t late = 0;
@@ -87,6 +89,7 @@ class MidiSchedule {
 
   std::mutex producers_;
   std::size_t count_ = 0;
+  bool used_ = false;
   std::atomic<std::uint64_t> generation_ = 0;
 
   SpscQueue<Message*> added_;

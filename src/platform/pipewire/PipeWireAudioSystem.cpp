@@ -1,72 +1,16 @@
 #include "platform/pipewire/PipeWireAudioSystem.h"
 
-#include <map>
-#include <mutex>
 #include <utility>
 
 #include "platform/pipewire/AudioGraph.h"
 #include "platform/pipewire/PipeWireAudioIO.h"
+#include "platform/pipewire/PublishedState.h"
 
 namespace tallyrig {
 
-/// What the loop thread hands to the main thread: the newest state, and one notice for any number of changes.
-class PipeWireAudioSystem::Published : public std::enable_shared_from_this<Published> {
+class PipeWireAudioSystem::Published : public PublishedState<AudioGraph::State> {
  public:
-  explicit Published(SerialQueue& mainQueue) : mainQueue_(mainQueue) {}
-
-  // Loop thread.
-  void set(const AudioGraph::State& state) {
-    {
-      const std::lock_guard lock(mutex_);
-      state_ = state;
-      if (!announcing_ || std::exchange(noticePosted_, true)) return;
-    }
-    mainQueue_.post([weak = weak_from_this()] {
-      if (const auto self = weak.lock()) self->notify();
-    });
-  }
-
-  // Main thread.
-
-  /// The first list is no change.
-  void beginAnnouncing() {
-    const std::lock_guard lock(mutex_);
-    announcing_ = true;
-  }
-
-  AudioGraph::State state() const {
-    const std::lock_guard lock(mutex_);
-    return state_;
-  }
-
-  Subscription observe(std::function<void()> handler) {
-    const int key = nextObserver_++;
-    observers_[key] = std::make_shared<std::function<void()>>(std::move(handler));
-    return Subscription([weak = weak_from_this(), key] {
-      if (const auto self = weak.lock()) self->observers_.erase(key);
-    });
-  }
-
- private:
-  void notify() {
-    {
-      const std::lock_guard lock(mutex_);
-      noticePosted_ = false;
-    }
-    // A handler may add and remove observers, itself included.
-    const auto observers = observers_;
-    for (const auto& [key, handler] : observers) {
-      if (observers_.contains(key)) (*handler)();
-    }
-  }
-
-  SerialQueue& mainQueue_;
-  mutable std::mutex mutex_;
-  AudioGraph::State state_;
-  bool announcing_ = false;
-  bool noticePosted_ = false;
-  std::map<int, std::shared_ptr<std::function<void()>>> observers_;
-  int nextObserver_ = 0;
+  using PublishedState::PublishedState;
 };
 
 PipeWireAudioSystem::PipeWireAudioSystem(PipeWireServer server, SerialQueue& mainQueue, Log& log)

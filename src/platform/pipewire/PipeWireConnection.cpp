@@ -118,6 +118,11 @@ void PipeWireConnection::scheduleRetry() {
   pw_loop_update_timer(pw_thread_loop_get_loop(loop_), retryTimer_, &delay, nullptr, false);
 }
 
+std::uint32_t PipeWireConnection::clientId() const {
+  return core_ == nullptr ? SPA_ID_INVALID
+                          : pw_proxy_get_bound_id(reinterpret_cast<pw_proxy*>(pw_core_get_client(core_)));
+}
+
 void PipeWireConnection::requestUpdate() {
   pw_loop_signal_event(pw_thread_loop_get_loop(loop_), updateEvent_);
 }

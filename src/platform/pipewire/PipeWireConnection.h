@@ -82,6 +82,10 @@ class PipeWireConnection {
   /// Null while there is no server. Under a lock.
   pw_core* core() const { return core_; }
 
+  /// By which the server knows this program, as its nodes' property "client.id" says it; SPA_ID_INVALID until it is
+  /// known. Under a lock.
+  std::uint32_t clientId() const;
+
   /// Asks for `onUpdate` soon. Under a lock.
   void requestUpdate();
   /// Asks for `onSettled` after the next round trip. Under a lock.

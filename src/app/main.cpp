@@ -15,10 +15,12 @@
 #include "platform/Log.h"
 #include "platform/desktop/AsioScheduler.h"
 #include "platform/desktop/FailoverAudioSystem.h"
+#include "platform/desktop/FailoverMidiSystem.h"
 #include "platform/desktop/LocalFileSystem.h"
 #include "platform/desktop/SettingsPreferences.h"
 #include "platform/desktop/SystemClocks.h"
 #include "platform/pipewire/PipeWireAudioSystem.h"
+#include "platform/pipewire/PipeWireMidiSystem.h"
 #include "platform/simulated/LoopbackAudioSystem.h"
 #include "platform/simulated/LoopbackMidiSystem.h"
 #include "reader/ReaderStore.h"
@@ -60,11 +62,14 @@ int main(int argc, char** argv) {
   AsioScheduler scheduler;
   SettingsPreferences preferences;
   LocalFileSystem files;
-  PipeWireAudioSystem soundServer(openPipeWireServer(), scheduler.mainQueue(), log);
+  const PipeWireServer server = openPipeWireServer();
+  PipeWireAudioSystem soundServer(server, scheduler.mainQueue(), log);
   LoopbackAudioSystem loopback(clock);
   FailoverAudioSystem audio(soundServer, loopback, log);
 
-  LoopbackMidiSystem midi(clock, scheduler);
+  PipeWireMidiSystem midiServer(server, scheduler, clock, log);
+  LoopbackMidiSystem midiLoopback(clock, scheduler);
+  FailoverMidiSystem midi(midiServer, midiLoopback);
   DeviceRegistry registry(audio, midi, log);
   LTCAudioInputHub hub(audio, scheduler, log);
   OutputReservationRegistry reservations;

@@ -126,10 +126,10 @@ void PipeWireMidiSystem::disconnect(MIDIPortRef port, MIDIEndpointRef source) {
 
 void PipeWireMidiSystem::dropVanishedSources() {
   const auto listed = sources();
-  for (auto& [port, input] : inputPorts_) {
-    std::erase_if(input.sources, [&](MIDIEndpointRef source) {
+  for (auto& entry : inputPorts_) {
+    std::erase_if(entry.second.sources, [&](MIDIEndpointRef source) {
       if (std::ranges::find(listed, source, &MidiEndpointDescription::endpoint) != listed.end()) return false;
-      disconnect(port, source);
+      disconnect(entry.first, source);
       return true;
     });
   }

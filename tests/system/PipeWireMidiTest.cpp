@@ -278,6 +278,17 @@ TEST_F(PipeWireMidi, WhatAPortHasSentGoesOutAfterItsDisposal) {
   EXPECT_THAT(inbox_.bytes(), ElementsAre(0xF3, 7));
 }
 
+TEST_F(PipeWireMidi, AnOutputThatIsNotUsedClosesAndOpensAgain) {
+  openBox();
+  rig_->waitForNode("Tallyrig to box:playback_0", 0, 0);
+  pause(milliseconds(7000));
+  rig_->waitForNode("Tallyrig to box:playback_0", 0, 0);
+  rig_->waitForNoNode("Tallyrig to box:playback_0");
+  ASSERT_EQ(send(to_, {0xF3, 7}, clock_.now()), kPlatformOk);
+  ASSERT_TRUE(queue_.runUntil([&] { return inbox_.count() == 1; }));
+  EXPECT_THAT(inbox_.bytes(), ElementsAre(0xF3, 7));
+}
+
 TEST_F(PipeWireMidi, ABusySystemCanGo) {
   for (int round = 0; round < 6; ++round) {
     rig_->add(RigMidiDevice{.name = "box"});

@@ -48,6 +48,7 @@ class Bench {
     scheduler_ = std::make_unique<AsioScheduler>();
     audio_ = std::make_unique<PipeWireAudioSystem>(openPipeWireServer(), scheduler_->mainQueue(), log_);
     midi_ = std::make_unique<LoopbackMidiSystem>(clock_, *scheduler_);
+    midiOutput_ = std::make_unique<MIDIOutputPortManager>(*midi_, log_);
     registry_ = std::make_unique<DeviceRegistry>(*audio_, *midi_, log_);
     hub_ = std::make_unique<LTCAudioInputHub>(*audio_, *scheduler_, log_);
     runFor(0.5);
@@ -206,7 +207,7 @@ class Bench {
   }
 
   ReaderServices services() {
-    return {clock_, wallClock_, *scheduler_, log_, *audio_, *midi_, *registry_, *hub_, reservations_};
+    return {clock_, wallClock_, *scheduler_, log_, *audio_, *midi_, *registry_, *hub_, *midiOutput_, reservations_};
   }
 
   int quantum_;
@@ -225,6 +226,7 @@ class Bench {
   std::unique_ptr<LoopbackMidiSystem> midi_;
   std::unique_ptr<DeviceRegistry> registry_;
   std::unique_ptr<LTCAudioInputHub> hub_;
+  std::unique_ptr<MIDIOutputPortManager> midiOutput_;
   OutputReservationRegistry reservations_;
   std::unique_ptr<TimecodeRenderClock> renderClock_;
   AudioInputDevice device_;

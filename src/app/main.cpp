@@ -72,8 +72,9 @@ int main(int argc, char** argv) {
   FailoverMidiSystem midi(midiServer, midiLoopback);
   DeviceRegistry registry(audio, midi, log);
   LTCAudioInputHub hub(audio, scheduler, log);
+  MIDIOutputPortManager midiOutput(midi, log);
   OutputReservationRegistry reservations;
-  const ReaderServices services{clock, wallClock, scheduler, log, audio, midi, registry, hub, reservations};
+  const ReaderServices services{clock, wallClock, scheduler, log, audio, midi, registry, hub, midiOutput, reservations};
   ReaderStore store(services, preferences, files);
   TimecodeRenderClock renderClock(clock, scheduler, log);
 

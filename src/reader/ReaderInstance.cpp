@@ -146,7 +146,7 @@ void ReaderInstance::handleReceivingChanged(bool receiving) {
     return;
   }
   if (receiving) return;
-  if (!liveAnchor_ && !(ltcOutputGenerator_ && ltcOutputGenerator_->isGenerating())) return;
+  if (!liveAnchor_ && !isOutputRunning()) return;
 
   std::optional<Timecode> held = currentTimecode_;
   if (lastConfirmedInputAnchor_) {

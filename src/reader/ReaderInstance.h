@@ -8,6 +8,7 @@
 
 #include "ltc/LTCOutputGenerator.h"
 #include "ltc/LTCReceiver.h"
+#include "mtc/MTCOutputGenerator.h"
 #include "mtc/MTCReceiver.h"
 #include "reader/JamStability.h"
 #include "reader/ReaderServices.h"
@@ -154,10 +155,16 @@ class ReaderInstance : public QObject, public std::enable_shared_from_this<Reade
   /// A failure leaves its text in the warning.
   void startOutput(const TimecodeAnchor& anchor, bool restart);
   void startLTCOutput(MTCFrameRate rate, const Timecode& target);
+  void startMTCOutput(const TimecodeAnchor& anchor);
+  /// Whether a start has succeeded; if not, its text becomes the warning and the reservation ends.
+  bool adoptOutput(const std::optional<std::string>& errorMessage);
   /// Gives a running output the input's new anchor. LTC runs on its own sample clock and is never nudged.
   void retargetRunningOutput(const TimecodeAnchor& anchor);
   /// What the output says it emits; the display of a generator and of a card under jam sync follows it.
   void handleOutputAnchor(const TimecodeAnchor& anchor);
+  /// What the output has to say while it runs. One that has ended by itself is given up.
+  void handleOutputState();
+  void giveUpMTCOutput();
   /// Ends the output as its protocol ends best: LTC after the frame on the air. The display then holds `at`, or the
   /// last frame sent.
   void stopOutput(const std::optional<Timecode>& at);
@@ -202,6 +209,7 @@ class ReaderInstance : public QObject, public std::enable_shared_from_this<Reade
   JamStability jamStability_;
 
   std::shared_ptr<LTCOutputGenerator> ltcOutputGenerator_;
+  std::shared_ptr<MTCOutputGenerator> mtcOutputGenerator_;
   std::vector<QMetaObject::Connection> outputConnections_;
   /// Rises whenever an output is given up or begun, so that the news of an earlier one can be told as stale.
   std::int64_t outputGeneration_ = 0;

@@ -65,7 +65,7 @@ void ReaderInstance::startGenerator() {
   const TimecodeAnchor start{generatorStartTimecode(), services_.clock.now()};
   setTimecode(start.timecode, start);
   startOutput(start, true);
-  setGeneratorRunning(ltcOutputGenerator_ != nullptr);
+  setGeneratorRunning(ltcOutputGenerator_ || mtcOutputGenerator_);
   setReceiving(isGeneratorRunning_);
   if (!isGeneratorRunning_) setTimecode(currentTimecode_, std::nullopt);
 }
@@ -79,13 +79,18 @@ void ReaderInstance::startOutput(const TimecodeAnchor& anchor, bool restart) {
   if (settings_.outputProtocol == OutputProtocol::disabled) return;
   const MTCFrameRate rate = effectiveOutputRate(anchor);
   const Timecode target = anchor.extrapolated(services_.clock.now(), services_.clock).converted(rate);
+  const TimecodeAnchor outputAnchor{target, services_.clock.now()};
   if (!restart && isOutputRunning()) {
-    retargetRunningOutput({target, services_.clock.now()});
+    retargetRunningOutput(outputAnchor);
     return;
   }
   stopOutputImmediately();
   ++outputGeneration_;
-  startLTCOutput(rate, target);
+  if (settings_.outputProtocol == OutputProtocol::ltc) {
+    startLTCOutput(rate, target);
+  } else {
+    startMTCOutput(outputAnchor);
+  }
 }
 
 void ReaderInstance::startLTCOutput(MTCFrameRate rate, const Timecode& target) {
@@ -109,27 +114,76 @@ void ReaderInstance::startLTCOutput(MTCFrameRate rate, const Timecode& target) {
     return;
   }
   outputConnections_ = {
-      connect(generator.get(), &LTCOutputGenerator::currentAnchorChanged, this, &ReaderInstance::handleOutputAnchor)};
+      connect(generator.get(), &LTCOutputGenerator::currentAnchorChanged, this, &ReaderInstance::handleOutputAnchor),
+      connect(generator.get(), &LTCOutputGenerator::stateChanged, this, &ReaderInstance::handleOutputState)};
   generator->start({.device = *device,
                     .channel = channel,
                     .frameRate = rate,
                     .startTimecode = target,
                     .volumeDBFS = settings_.outputLevelDBFS});
-  if (generator->errorMessage()) {
-    services_.reservations.releaseAll(settings_.id);
-    setWarning(generator->errorMessage());
-    return;
-  }
-  setWarning(std::nullopt);
+  if (!adoptOutput(generator->errorMessage())) return;
   ltcOutputGenerator_ = std::move(generator);
   services_.log.timed(logTag() + "started LTC output generation " + std::to_string(outputGeneration_) + " at " +
                       target.text());
 }
 
-void ReaderInstance::retargetRunningOutput(const TimecodeAnchor&) {}
+void ReaderInstance::startMTCOutput(const TimecodeAnchor& anchor) {
+  auto generator = std::make_shared<MTCOutputGenerator>(services_.clock, services_.scheduler, services_.log,
+                                                        services_.midi, services_.midiOutput);
+  generator->availableDestinations = services_.registry.midiDestinations();
+  const auto& name = settings_.selectedMIDIDestinationName;
+  if (findDevice(generator->availableDestinations, &MIDIDestinationDevice::name, name) == nullptr) {
+    setWarning(name ? "MTC destination unavailable: " + *name : "No MTC destination selected");
+    return;
+  }
+  if (!services_.reservations.reserve(MIDIOutputReservation{*name}, settings_.id)) {
+    setWarning(*name + " is already in use");
+    return;
+  }
+  outputConnections_ = {
+      connect(generator.get(), &MTCOutputGenerator::currentAnchorChanged, this, &ReaderInstance::handleOutputAnchor),
+      connect(generator.get(), &MTCOutputGenerator::stateChanged, this, &ReaderInstance::handleOutputState)};
+  generator->start(*name, anchor);
+  if (adoptOutput(generator->errorMessage())) mtcOutputGenerator_ = std::move(generator);
+}
+
+bool ReaderInstance::adoptOutput(const std::optional<std::string>& errorMessage) {
+  if (errorMessage) services_.reservations.releaseAll(settings_.id);
+  setWarning(errorMessage);
+  return !errorMessage;
+}
+
+void ReaderInstance::retargetRunningOutput(const TimecodeAnchor& anchor) {
+  if (!mtcOutputGenerator_) return;
+  const MTCFrameRate rate = readerOutputRate(settings_.outputFrameRate, anchor.timecode.frameRate);
+  mtcOutputGenerator_->update({anchor.timecode.converted(rate), anchor.hostTime});
+}
 
 bool ReaderInstance::isOutputRunning() const {
-  return settings_.outputProtocol == OutputProtocol::ltc && ltcOutputGenerator_ && ltcOutputGenerator_->isGenerating();
+  return (ltcOutputGenerator_ && ltcOutputGenerator_->isGenerating()) ||
+         (mtcOutputGenerator_ && mtcOutputGenerator_->isGenerating());
+}
+
+void ReaderInstance::handleOutputState() {
+  if (ltcOutputGenerator_ && ltcOutputGenerator_->errorMessage()) setWarning(ltcOutputGenerator_->errorMessage());
+  if (!mtcOutputGenerator_ || mtcOutputGenerator_->isGenerating()) return;
+  // Not within the generator's own announcement.
+  services_.scheduler.mainQueue().post([weak = weak_from_this(), failed = std::weak_ptr(mtcOutputGenerator_)] {
+    const auto self = weak.lock();
+    const auto generator = failed.lock();
+    if (self && generator && self->mtcOutputGenerator_ == generator) self->giveUpMTCOutput();
+  });
+}
+
+void ReaderInstance::giveUpMTCOutput() {
+  const auto message = mtcOutputGenerator_->errorMessage();
+  const auto shown = displayedTimecode(services_.clock.now());
+  stopOutputImmediately();
+  setWarning(message);
+  if (settings_.cardRole == CardRole::generator) {
+    setReceiving(false);
+    setTimecode(shown, std::nullopt);
+  }
 }
 
 void ReaderInstance::handleOutputAnchor(const TimecodeAnchor& anchor) {
@@ -146,10 +200,15 @@ void ReaderInstance::stopOutput(const std::optional<Timecode>& at) {
     });
     return;
   }
+  std::optional<Timecode> stopTimecode;
+  if (settings_.cardRole == CardRole::generator && mtcOutputGenerator_ && mtcOutputGenerator_->currentAnchor()) {
+    stopTimecode = mtcOutputGenerator_->currentAnchor()->extrapolated(services_.clock.now(), services_.clock);
+    services_.log.line(logTag() + "generator stop command at " + stopTimecode->text());
+  }
   stopOutputImmediately();
   if (settings_.cardRole == CardRole::generator) {
     setReceiving(false);
-    setTimecode(currentTimecode_, std::nullopt);
+    setTimecode(stopTimecode ? stopTimecode : currentTimecode_, std::nullopt);
   }
 }
 
@@ -180,6 +239,7 @@ void ReaderInstance::stopOutputImmediately() {
   services_.reservations.releaseAll(settings_.id);
   forgetOutputSubscriptions();
   if (const auto generator = std::exchange(ltcOutputGenerator_, nullptr)) generator->stop();
+  if (const auto generator = std::exchange(mtcOutputGenerator_, nullptr)) generator->stop();
   if (settings_.cardRole == CardRole::generator) setGeneratorRunning(false);
 }
 

@@ -2,6 +2,7 @@
 
 #include "audio/DeviceRegistry.h"
 #include "audio/LTCAudioInputHub.h"
+#include "mtc/MIDIOutputPortManager.h"
 #include "platform/AudioSystem.h"
 #include "platform/HostClock.h"
 #include "platform/Log.h"
@@ -22,6 +23,7 @@ struct ReaderServices {
   MidiSystem& midi;
   DeviceRegistry& registry;
   LTCAudioInputHub& hub;
+  MIDIOutputPortManager& midiOutput;
   OutputReservationRegistry& reservations;
 };
 

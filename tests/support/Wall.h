@@ -23,6 +23,7 @@ class Wall {
   void open() {
     registry.emplace(world.audio(), world.midi(), world.log());
     hub.emplace(world.audio(), world.scheduler(), world.log());
+    midiOutput.emplace(world.midi(), world.log());
     reservations.emplace();
     store.emplace(services(), world.preferences(), world.files());
   }
@@ -38,13 +39,14 @@ class Wall {
   void close() {
     store.reset();
     reservations.reset();
+    midiOutput.reset();
     hub.reset();
     registry.reset();
   }
 
   ReaderServices services() {
     return {world.clock(), world.wallClock(), world.scheduler(), world.log(), world.audio(), world.midi(), *registry,
-            *hub,          *reservations};
+            *hub,          *midiOutput,       *reservations};
   }
 
   ReaderInstance& card(std::size_t index) { return *store->readers().at(index); }
@@ -52,6 +54,7 @@ class Wall {
   SimulatedWorld world;
   std::optional<DeviceRegistry> registry;
   std::optional<LTCAudioInputHub> hub;
+  std::optional<MIDIOutputPortManager> midiOutput;
   std::optional<OutputReservationRegistry> reservations;
   std::optional<ReaderStore> store;
 };

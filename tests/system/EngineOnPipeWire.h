@@ -82,7 +82,7 @@ class EngineOnPipeWire {
   }
 
   ReaderServices services() {
-    return {clock_, wallClock_, scheduler_, log_, *audio_, midi_, *registry_, *hub_, reservations_};
+    return {clock_, wallClock_, scheduler_, log_, *audio_, midi_, *registry_, *hub_, midiOutput_, reservations_};
   }
 
   PipeWireRig rig_;
@@ -99,6 +99,7 @@ class EngineOnPipeWire {
   std::optional<PipeWireAudioSystem> audio_;
   std::optional<DeviceRegistry> registry_;
   std::optional<LTCAudioInputHub> hub_;
+  MIDIOutputPortManager midiOutput_{midi_, log_};
   OutputReservationRegistry reservations_;
 };
 

@@ -115,6 +115,31 @@ TEST_F(OutputSection, MTCOutputOffersDestinationsInsteadOfDevices) {
   EXPECT_EQ(rig.text("noDestinations"), "No MIDI destinations found.");
 }
 
+TEST_F(OutputSection, ADestinationChosenByMouseReachesTheCardAndIsRefusedToTheNext) {
+  rig.wall.world.midi().addDestination("Bridge");
+  rig.wall.world.midi().addDestination("Gate");
+  rig.click(rig.find("addReader"));
+  openSettings();
+  chooseOutput("MTC");
+  EXPECT_EQ(rig.find("noDestinations"), nullptr);
+  EXPECT_EQ(entries("destination"), (QStringList{"No destination", "Bridge", "Gate"}));
+  EXPECT_EQ(shown("destination"), "No destination");
+  rig.choose("destination", "Gate");
+  rig.click(rig.find("apply"));
+  EXPECT_EQ(rig.card(0).settings().selectedMIDIDestinationName, "Gate");
+  EXPECT_EQ(rig.text("outputChip", rig.tile(0)), "→ MTC");
+
+  openSettings(1);
+  chooseOutput("MTC");
+  rig.choose("destination", "Gate");
+  rig.click(rig.find("apply"));
+  EXPECT_EQ(rig.text("conflictText"), "This MIDI destination is already in use by:\nReader 1");
+  rig.choose("destination", "Bridge");
+  rig.click(rig.find("apply"));
+  EXPECT_FALSE(rig.popoverIsOpen());
+  EXPECT_EQ(rig.card(1).settings().selectedMIDIDestinationName, "Bridge");
+}
+
 TEST_F(OutputSection, EmptyDeviceListsSaySoInPlaceOfTheMenu) {
   rig.wall.world.audio().unplug(*desk);
   rig.wall.world.audio().unplug(*truck);

@@ -29,6 +29,7 @@ void LTCSignal::generateTo(std::int64_t position) {
   if (forgotten > kKept) {
     samples_.erase(samples_.begin(), samples_.begin() + forgotten);
     firstKept_ += forgotten;
+    std::erase_if(frames_, [this](const Frame& frame) { return frame.start < firstKept_; });
   }
 }
 

@@ -19,7 +19,7 @@ class LTCSignal {
   /// second or two, not further: older audio is forgotten.
   void fill(std::int64_t position, std::span<float> samples);
 
-  /// The frame that holds this sample.
+  /// The frame that holds this sample, of the last ten seconds or so.
   Timecode frameAt(std::int64_t position);
   /// First sample of that frame.
   std::int64_t frameStart(std::int64_t position);

@@ -6,6 +6,7 @@
 
 #include "reader/FindDevice.h"
 #include "reader/ReaderInstance.h"
+#include "reader/TimeOfDay.h"
 
 namespace tallyrig {
 namespace {
@@ -31,19 +32,13 @@ MTCFrameRate readerOutputRate(OutputFrameRate setting, MTCFrameRate input) {
 
 Timecode ReaderInstance::generatorStartTimecode() const {
   const MTCFrameRate rate = settings_.generatorFrameRate;
-  const std::int64_t top = maxFrameField(rate);
   if (settings_.generatorStartMode == GeneratorStartMode::manual) {
     return {settings_.generatorStartHours, settings_.generatorStartMinutes, settings_.generatorStartSeconds,
-            std::min(settings_.generatorStartFrames, top), rate};
+            std::min<std::int64_t>(settings_.generatorStartFrames, maxFrameField(rate)), rate};
   }
-  using namespace std::chrono;
-  auto moment = services_.wallClock.now();
-  if (settings_.generatorStartMode == GeneratorStartMode::localTime) moment += services_.wallClock.utcOffset(moment);
-  const auto ofDay = moment - floor<days>(moment);
-  const hh_mm_ss<nanoseconds> time(duration_cast<nanoseconds>(ofDay));
-  const double second = static_cast<double>(time.subseconds().count()) / 1e9;
-  return {time.hours().count(), time.minutes().count(), time.seconds().count(),
-          std::min(static_cast<std::int64_t>(second * exactFrameRate(rate)), top), rate};
+  const auto now = services_.wallClock.now();
+  const bool isLocal = settings_.generatorStartMode == GeneratorStartMode::localTime;
+  return timeOfDay(now, isLocal ? services_.wallClock.utcOffset(now) : std::chrono::seconds{0}, rate);
 }
 
 void ReaderInstance::prepareGeneratorDisplay() {

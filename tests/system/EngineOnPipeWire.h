@@ -7,31 +7,34 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "platform/desktop/AsioScheduler.h"
 #include "platform/desktop/SystemClocks.h"
 #include "platform/pipewire/PipeWireAudioSystem.h"
-#include "platform/simulated/LoopbackMidiSystem.h"
+#include "platform/pipewire/PipeWireMidiSystem.h"
 #include "reader/ReaderInstance.h"
 #include "support/PipeWireRig.h"
 
 namespace tallyrig {
 
 /// The program's engine without its window, on a private sound server with one virtual device that loops each output
-/// to the input of the same number.
+/// to the input of the same number, and one MIDI device that does the same.
 class EngineOnPipeWire {
  public:
   EngineOnPipeWire(int channels, int quantum) : rig_({.quantum = quantum}) {
     rig_.enter();
     rig_.add({.name = "duplex", .description = "Desk", .channels = channels});
-    audio_.emplace(openPipeWireServer(), scheduler_.mainQueue(), log_);
-    EXPECT_TRUE(runUntil([this] { return !audio_->devices().empty(); })) << "the device is not listed";
-    registry_.emplace(*audio_, midi_, log_);
+    rig_.add(RigMidiDevice{.name = "bridge", .description = "Port"});
+    const PipeWireServer server = openPipeWireServer();
+    audio_.emplace(server, scheduler_.mainQueue(), log_);
+    midi_.emplace(server, scheduler_, clock_, log_);
+    midiOutput_.emplace(*midi_, log_);
+    EXPECT_TRUE(runUntil([this] {
+      return !audio_->devices().empty() && !midi_->sources().empty() && !midi_->destinations().empty();
+    })) << "a device is not listed";
+    registry_.emplace(*audio_, *midi_, log_);
     hub_.emplace(*audio_, scheduler_, log_);
   }
 
@@ -44,6 +47,26 @@ class EngineOnPipeWire {
       QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
     }
     return true;
+  }
+
+  std::shared_ptr<ReaderInstance> mtcGenerator(MTCFrameRate rate) {
+    ReaderSnapshot settings;
+    settings.label = "Clock";
+    settings.cardRole = CardRole::generator;
+    settings.generatorFrameRate = rate;
+    settings.outputProtocol = OutputProtocol::mtc;
+    settings.selectedMIDIDestinationName = registry_->midiDestinations().front().name;
+    return std::make_shared<ReaderInstance>(services(), settings);
+  }
+
+  std::shared_ptr<ReaderInstance> mtcReader() {
+    ReaderSnapshot settings;
+    settings.label = "Stage";
+    settings.sourceType = SourceType::mtc;
+    settings.selectedMIDISourceName = registry_->midiSources().front().name;
+    auto card = std::make_shared<ReaderInstance>(services(), settings);
+    card->startMonitoring();
+    return card;
   }
 
   std::shared_ptr<ReaderInstance> generator(std::int64_t channel, MTCFrameRate rate) {
@@ -66,11 +89,6 @@ class EngineOnPipeWire {
     return card;
   }
 
-  bool hasLogged(std::string_view text) const {
-    const std::lock_guard lock(linesMutex_);
-    return std::ranges::any_of(lines_, [&](const std::string& line) { return line.find(text) != std::string::npos; });
-  }
-
   PipeWireRig& rig() { return rig_; }
   const HostClock& clock() const { return clock_; }
 
@@ -82,24 +100,19 @@ class EngineOnPipeWire {
   }
 
   ReaderServices services() {
-    return {clock_, wallClock_, scheduler_, log_, *audio_, midi_, *registry_, *hub_, midiOutput_, reservations_};
+    return {clock_, wallClock_, scheduler_, log_, *audio_, *midi_, *registry_, *hub_, *midiOutput_, reservations_};
   }
 
   PipeWireRig rig_;
   SystemHostClock clock_;
   SystemWallClock wallClock_;
-  mutable std::mutex linesMutex_;
-  std::vector<std::string> lines_;
-  Log log_{clock_, wallClock_, [this](std::string_view line) {
-             const std::lock_guard lock(linesMutex_);
-             lines_.emplace_back(line);
-           }};
+  Log log_{clock_, wallClock_};
   AsioScheduler scheduler_;
-  LoopbackMidiSystem midi_{clock_, scheduler_};
   std::optional<PipeWireAudioSystem> audio_;
+  std::optional<PipeWireMidiSystem> midi_;
+  std::optional<MIDIOutputPortManager> midiOutput_;
   std::optional<DeviceRegistry> registry_;
   std::optional<LTCAudioInputHub> hub_;
-  MIDIOutputPortManager midiOutput_{midi_, log_};
   OutputReservationRegistry reservations_;
 };
 

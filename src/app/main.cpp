@@ -7,8 +7,10 @@
 
 #include "app/Appearance.h"
 #include "app/Fonts.h"
+#include "app/MainWindowCloseHandler.h"
 #include "app/SettingsForms.h"
 #include "app/SoundServerWatch.h"
+#include "app/TallyrigApp.h"
 #include "app/TerminationSignals.h"
 #include "audio/DeviceRegistry.h"
 #include "audio/LTCAudioInputHub.h"
@@ -81,9 +83,12 @@ int main(int argc, char** argv) {
   SettingsForms forms(store, services);
   SoundServerWatch soundServerWatch(audio, services, store);
   Appearance appearance(store, systemPalette);
+  TallyrigApp app(store, scheduler.mainQueue(), log);
+  MainWindowCloseHandler closeHandler([&app] { app.requestQuit(); });
   QQmlApplicationEngine engine;
   engine.addImportPath("qrc:/qt/qml");
-  engine.setInitialProperties({{"store", QVariant::fromValue(&store)},
+  engine.setInitialProperties({{"app", QVariant::fromValue(&app)},
+                               {"store", QVariant::fromValue(&store)},
                                {"renderClock", QVariant::fromValue(&renderClock)},
                                {"forms", QVariant::fromValue(&forms)},
                                {"soundServer", QVariant::fromValue(&soundServerWatch)},
@@ -91,8 +96,14 @@ int main(int argc, char** argv) {
   engine.load(QUrl("qrc:/qt/qml/Tallyrig/MainWindow.qml"));
   if (engine.rootObjects().isEmpty()) return 1;
 
+  closeHandler.install(qobject_cast<QWindow*>(engine.rootObjects().constFirst()));
+
+  QObject::connect(&app, &TallyrigApp::confirmedApplicationQuit, &closeHandler,
+                   &MainWindowCloseHandler::allowConfirmedQuit);
+  QObject::connect(&app, &TallyrigApp::terminationRequested, &application, &QGuiApplication::quit);
   QObject::connect(&application, &QGuiApplication::aboutToQuit, &store, &ReaderStore::saveReaders);
-  QObject::connect(&terminationSignals, &TerminationSignals::requested, &application, &QGuiApplication::quit);
+  // A session that ends does not ask: `quit` would, since it goes by way of the windows.
+  QObject::connect(&terminationSignals, &TerminationSignals::requested, &application, [] { QGuiApplication::exit(); });
   terminationSignals.listen();
   return QGuiApplication::exec();
 }

@@ -31,9 +31,14 @@ void UiRig::open() {
   forms.emplace(store(), wall.services());
   soundServer.emplace(wall.world.audio(), wall.services(), *wall.store);
   appearance.emplace(store(), QPalette(Qt::white));
+  app.emplace(store(), wall.world.scheduler().mainQueue(), wall.world.log());
+  closeHandler.emplace([this] { app->requestQuit(); });
+  QObject::connect(&*app, &TallyrigApp::confirmedApplicationQuit, &*closeHandler,
+                   &MainWindowCloseHandler::allowConfirmedQuit);
   engine.emplace();
   engine->addImportPath("qrc:/qt/qml");
-  engine->setInitialProperties({{"store", QVariant::fromValue(&*wall.store)},
+  engine->setInitialProperties({{"app", QVariant::fromValue(&*app)},
+                                {"store", QVariant::fromValue(&*wall.store)},
                                 {"renderClock", QVariant::fromValue(&*renderClock)},
                                 {"forms", QVariant::fromValue(&*forms)},
                                 {"soundServer", QVariant::fromValue(&*soundServer)},
@@ -41,6 +46,7 @@ void UiRig::open() {
   engine->load(QUrl("qrc:/qt/qml/Tallyrig/MainWindow.qml"));
   ASSERT_FALSE(engine->rootObjects().isEmpty());
   window = qobject_cast<QQuickWindow*>(engine->rootObjects().constFirst());
+  closeHandler->install(window);
   ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
   runFor(std::chrono::milliseconds(50));
 }
@@ -86,6 +92,12 @@ QString UiRig::text(const QString& name, QQuickItem* below) const {
   return item ? item->property("text").toString() : QStringLiteral("<no %1>").arg(name);
 }
 
+QQuickWindow* UiRig::windowTitled(const QString& title) const {
+  for (QWindow* candidate : QGuiApplication::topLevelWindows())
+    if (candidate->isVisible() && candidate->title() == title) return qobject_cast<QQuickWindow*>(candidate);
+  return nullptr;
+}
+
 void UiRig::clickAt(QPoint point) {
   QTest::mouseClick(window, Qt::LeftButton, {}, point);
   runFor(std::chrono::milliseconds(20));
@@ -93,12 +105,28 @@ void UiRig::clickAt(QPoint point) {
 
 void UiRig::click(QQuickItem* item) {
   ASSERT_NE(item, nullptr);
-  clickAt(item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint());
+  const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
+  QTest::mouseClick(item->window(), Qt::LeftButton, {}, centre.toPoint());
+  runFor(std::chrono::milliseconds(20));
 }
 
 void UiRig::press(Qt::Key key, Qt::KeyboardModifiers modifiers) {
-  QTest::keyClick(window, key, modifiers);
+  pressIn(window, key, modifiers);
+}
+
+void UiRig::pressIn(QWindow* target, Qt::Key key, Qt::KeyboardModifiers modifiers) {
+  ASSERT_NE(target, nullptr);
+  target->requestActivate();
+  ASSERT_TRUE(QTest::qWaitForWindowActive(target));
+  QTest::keyClick(target, key, modifiers);
   runFor(std::chrono::milliseconds(20));
+}
+
+void UiRig::chooseCommand(const QString& menu, const QString& command) {
+  click(find("menuBar" + menu));
+  for (QQuickItem* item : findAll("command"))
+    if (item->property("text") == command) return click(item);
+  FAIL() << "no command " << command.toStdString();
 }
 
 void UiRig::type(const QString& text) {

@@ -9,8 +9,10 @@
 #include <vector>
 
 #include "app/Appearance.h"
+#include "app/MainWindowCloseHandler.h"
 #include "app/SettingsForms.h"
 #include "app/SoundServerWatch.h"
+#include "app/TallyrigApp.h"
 #include "support/Wall.h"
 #include "timecode/TimecodeRenderClock.h"
 
@@ -35,9 +37,17 @@ class UiRig {
   std::vector<QQuickItem*> findAll(const QString& name, QQuickItem* below = nullptr) const;
   QString text(const QString& name, QQuickItem* below = nullptr) const;
 
+  /// The visible window of that title besides the main one's; null if there is none.
+  QQuickWindow* windowTitled(const QString& title) const;
+
+  /// In whichever window the item is.
   void click(QQuickItem* item);
   void clickAt(QPoint point);
   void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {});
+  /// In another window than the main one.
+  void pressIn(QWindow* target, Qt::Key key, Qt::KeyboardModifiers modifiers = {});
+  /// Opens a menu of the menu bar and clicks on the command of that text.
+  void chooseCommand(const QString& menu, const QString& command);
   void type(const QString& text);
   /// Opens a menu and clicks on the entry of that text.
   void choose(const QString& menu, const QString& entry);
@@ -56,6 +66,8 @@ class UiRig {
   std::optional<SettingsForms> forms;
   std::optional<SoundServerWatch> soundServer;
   std::optional<Appearance> appearance;
+  std::optional<TallyrigApp> app;
+  std::optional<MainWindowCloseHandler> closeHandler;
   std::optional<QQmlApplicationEngine> engine;
   QQuickWindow* window = nullptr;
 

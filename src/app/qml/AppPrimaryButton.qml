@@ -6,6 +6,8 @@ import Tallyrig
 T.Button {
     id: control
 
+    property color fill: Theme.accent
+
     implicitWidth: contentItem.implicitWidth + leftPadding + rightPadding
     implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
     horizontalPadding: 14
@@ -26,7 +28,7 @@ T.Button {
     }
     background: Rectangle {
         radius: 8
-        color: Qt.rgba(Theme.accent.r, Theme.accent.g, Theme.accent.b,
+        color: Qt.rgba(control.fill.r, control.fill.g, control.fill.b,
                        control.enabled ? (control.pressed ? 0.82 : 1) : 0.38)
 
         FocusRing {

@@ -1,9 +1,12 @@
 import QtQuick
+import QtQuick.Templates as T
 import Tallyrig
 
-// The window's tools, the chief one first.
+// The window's menus and tools, the chief tool first.
 Rectangle {
     id: bar
+
+    property list<T.Menu> menus
 
     signal addRequested()
 
@@ -12,6 +15,10 @@ Rectangle {
     Accessible.role: Accessible.ToolBar
     Accessible.name: "Toolbar"
 
+    AppMenuBar {
+        anchors { left: parent.left; leftMargin: 11; verticalCenter: parent.verticalCenter }
+        menus: bar.menus
+    }
     Row {
         anchors { right: parent.right; rightMargin: 20; verticalCenter: parent.verticalCenter }
         spacing: 8

@@ -11,6 +11,7 @@ FocusScope {
     required property SettingsForms forms
     required property int tileMinimumWidth
     property string notice
+    property list<T.Menu> menus
 
     // Scrolls as far as the card needs that holds `item`.
     function reveal(item: Item) {
@@ -41,6 +42,7 @@ FocusScope {
 
         GridToolbar {
             width: parent.width
+            menus: view.menus
             onAddRequested: view.store.addReader()
         }
         NoticeBar {

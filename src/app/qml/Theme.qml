@@ -8,6 +8,7 @@ QtObject {
     property bool dark: false
 
     readonly property color accent: dark ? Qt.rgba(0.39, 0.64, 0.84, 1) : Qt.rgba(0.2, 0.4, 0.59, 1)
+    readonly property color destructive: dark ? Qt.rgba(0.94, 0.38, 0.36, 1) : Qt.rgba(0.72, 0.18, 0.17, 1)
     readonly property color selectionFill: dark ? Qt.rgba(0.205, 0.24, 0.28, 1) : Qt.rgba(0.865, 0.91, 0.94, 1)
     readonly property color hairline: dark ? Qt.rgba(1, 1, 1, 0.25) : Qt.rgba(0, 0, 0, 0.25)
 

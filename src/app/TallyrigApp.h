@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QtQml/qqmlregistration.h>
+#include <QObject>
+
+#include "platform/Lifetime.h"
+#include "platform/Log.h"
+#include "platform/SerialQueue.h"
+#include "reader/ReaderStore.h"
+
+namespace tallyrig {
+
+/// The life of the application as its windows show it: what waits for a confirmation, and
+/// the way from the first appearance to the end. Main thread.
+class TallyrigApp : public QObject {
+  Q_OBJECT
+  QML_ELEMENT
+  QML_UNCREATABLE("Made where the program is put together")
+  /// The question whether to quit is up.
+  Q_PROPERTY(bool confirmingQuit READ confirmingQuit NOTIFY confirmingQuitChanged)
+  /// The question whether to clear all cards is up.
+  Q_PROPERTY(bool confirmingClearAll READ confirmingClearAll NOTIFY confirmingClearAllChanged)
+
+ public:
+  TallyrigApp(ReaderStore& store, SerialQueue& mainQueue, Log& log);
+
+  bool confirmingQuit() const { return confirmingQuit_; }
+  bool confirmingClearAll() const { return confirmingClearAll_; }
+
+  /// Starts the saved cards, once, in the next step of the main queue. Later appearances do nothing.
+  Q_INVOKABLE void mainWindowAppeared();
+
+  /// Both the quit command and the main window's close button come here.
+  Q_INVOKABLE void requestQuit();
+  Q_INVOKABLE void cancelQuit();
+  /// Lets the main window close and asks for the end a tenth of a second later.
+  Q_INVOKABLE void confirmQuit();
+
+  Q_INVOKABLE void requestClearAll();
+  Q_INVOKABLE void cancelClearAll();
+  Q_INVOKABLE void confirmClearAll();
+
+ signals:
+  void confirmingQuitChanged();
+  void confirmingClearAllChanged();
+  /// The user has decided to quit: windows may close from here on.
+  void confirmedApplicationQuit();
+  /// The process is to end now.
+  void terminationRequested();
+
+ private:
+  void setConfirmingQuit(bool confirming);
+  void setConfirmingClearAll(bool confirming);
+
+  ReaderStore& store_;
+  SerialQueue& mainQueue_;
+  Log& log_;
+  bool didBootstrap_ = false;
+  bool confirmingQuit_ = false;
+  bool confirmingClearAll_ = false;
+  Lifetime lifetime_;
+};
+
+}  // namespace tallyrig

@@ -1,0 +1,45 @@
+import QtQuick
+import QtQuick.Templates as T
+import Tallyrig
+
+// The application's menus, one after the other. F10 or Alt with a menu's letter leads here.
+T.MenuBar {
+    id: bar
+
+    implicitWidth: contentItem.implicitWidth
+    implicitHeight: Theme.controlHeight
+    Accessible.name: "Menus"
+
+    contentItem: Row {
+        spacing: 2
+
+        Repeater {
+            model: bar.contentModel
+        }
+    }
+    delegate: T.MenuBarItem {
+        id: entry
+
+        objectName: "menuBar" + text
+        implicitWidth: label.implicitWidth + 18
+        implicitHeight: Theme.controlHeight
+        Accessible.name: text
+
+        contentItem: Text {
+            id: label
+
+            text: entry.text
+            color: Theme.text
+            font.family: Theme.fontFamily
+            font.pixelSize: Theme.buttonSize
+            horizontalAlignment: Text.AlignHCenter
+            verticalAlignment: Text.AlignVCenter
+        }
+        background: Rectangle {
+            radius: Theme.controlRadius
+            color: Theme.fill(entry.pressed || entry.highlighted ? 0.13 : entry.hovered ? 0.08 : 0)
+
+            FocusRing { control: entry }
+        }
+    }
+}

@@ -1,0 +1,38 @@
+import QtQuick
+import QtQuick.Templates as T
+import Tallyrig
+
+// A button beside the chief one.
+T.Button {
+    id: control
+
+    property color textColor: Theme.text
+
+    implicitWidth: Math.max(72, contentItem.implicitWidth + leftPadding + rightPadding)
+    implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
+    horizontalPadding: 13
+    verticalPadding: 6
+    hoverEnabled: true
+    font.family: Theme.fontFamily
+    font.pixelSize: Theme.buttonSize
+    Accessible.name: text
+
+    contentItem: Text {
+        text: control.text
+        font: control.font
+        color: control.enabled ? control.textColor : Theme.hairline
+        horizontalAlignment: Text.AlignHCenter
+        verticalAlignment: Text.AlignVCenter
+        elide: Text.ElideRight
+    }
+    background: Rectangle {
+        radius: 8
+        color: control.pressed ? Theme.selectionFill : control.hovered ? Theme.fill(0.06) : Theme.panel
+        border.color: Theme.hairline
+
+        FocusRing {
+            control: control
+            radius: 11
+        }
+    }
+}

@@ -1,6 +1,19 @@
 #include "support/Cards.h"
 
 namespace tallyrig {
+namespace {
+
+ReaderSnapshot startingFrom(ReaderSnapshot settings, const Timecode& start) {
+  settings.cardRole = CardRole::generator;
+  settings.generatorFrameRate = start.frameRate;
+  settings.generatorStartHours = start.hours;
+  settings.generatorStartMinutes = start.minutes;
+  settings.generatorStartSeconds = start.seconds;
+  settings.generatorStartFrames = start.frames;
+  return settings;
+}
+
+}  // namespace
 
 ReaderSnapshot readerOn(const SimulatedDevice& device, std::int64_t channel) {
   ReaderSnapshot settings;
@@ -21,14 +34,25 @@ ReaderSnapshot emittingOn(ReaderSnapshot settings, const SimulatedDevice& device
 }
 
 ReaderSnapshot generatorOn(const SimulatedDevice& device, std::int64_t channel, const Timecode& start) {
-  ReaderSnapshot settings = emittingOn({}, device, channel);
-  settings.cardRole = CardRole::generator;
-  settings.generatorFrameRate = start.frameRate;
-  settings.generatorStartHours = start.hours;
-  settings.generatorStartMinutes = start.minutes;
-  settings.generatorStartSeconds = start.seconds;
-  settings.generatorStartFrames = start.frames;
+  return startingFrom(emittingOn({}, device, channel), start);
+}
+
+ReaderSnapshot readerOf(const SimulatedMidiSource& source) {
+  ReaderSnapshot settings;
+  settings.sourceType = SourceType::mtc;
+  settings.selectedMIDISourceName = source.name();
   return settings;
+}
+
+ReaderSnapshot emittingTo(ReaderSnapshot settings, const SimulatedMidiDestination& destination, OutputFrameRate rate) {
+  settings.outputProtocol = OutputProtocol::mtc;
+  settings.outputFrameRate = rate;
+  settings.selectedMIDIDestinationName = destination.name();
+  return settings;
+}
+
+ReaderSnapshot generatorTo(const SimulatedMidiDestination& destination, const Timecode& start) {
+  return startingFrom(emittingTo({}, destination), start);
 }
 
 }  // namespace tallyrig

@@ -24,7 +24,8 @@ Item {
         return reader.sourceType === "MTC" ? "RECEIVING" : "LOCKED"
     }
 
-    implicitHeight: 8 + (hasAction ? 24 : 18) + (isStacked ? 4 + 24 : 0) + 8
+    // As high without a button as with one, so that the cards of a row end in one line.
+    implicitHeight: 8 + 24 + (isStacked ? 4 + 24 : 0) + 8
 
     TextMetrics {
         id: longestStatus
@@ -37,7 +38,7 @@ Item {
 
         x: Theme.cardPadding
         y: 8
-        height: footer.hasAction ? 24 : 18
+        height: 24
         spacing: 8
 
         Row {

@@ -1,12 +1,13 @@
-// A private sound server with one virtual device, for shell scripts: says where it is, then plays what it is told to.
+// A private sound server with one virtual device and one of MIDI, for shell scripts: says where it is, then plays and
+// cuts what it is told to. What the program sends into either device comes back out of it.
 
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "support/PipeWireRig.h"
 
@@ -14,14 +15,17 @@ namespace {
 
 using namespace tallyrig;
 
-void obey(PipeWireRig& rig, std::vector<std::unique_ptr<RigSound>>& sounds) {
+void obey(PipeWireRig& rig, std::map<int, std::unique_ptr<RigSound>>& sounds) {
   for (std::string line; std::getline(std::cin, line);) {
     std::istringstream words(line);
     std::string verb;
     int channel = 0;
     std::string path;
-    if (words >> verb >> channel && verb == "play" && std::getline(words >> std::ws, path)) {
-      sounds.push_back(rig.play("device", {channel - 1}, readSoundFile(path)));
+    words >> verb >> channel;
+    if (words && verb == "play" && std::getline(words >> std::ws, path)) {
+      sounds[channel] = rig.play("device", {channel - 1}, readSoundFile(path));
+    } else if (words && verb == "stop") {
+      sounds.erase(channel);
     } else {
       std::cerr << "rig: not understood: " << line << '\n';
     }
@@ -31,18 +35,18 @@ void obey(PipeWireRig& rig, std::vector<std::unique_ptr<RigSound>>& sounds) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::cerr
-        << "Usage: rig NAME CHANNELS\n"
-           "Prints the folder that XDG_RUNTIME_DIR must name, then reads lines \"play CHANNEL FILE\", the channel\n"
-           "counted from 1, until its input ends.\n";
+  if (argc != 4) {
+    std::cerr << "Usage: rig NAME CHANNELS MIDI-NAME\n"
+                 "Prints the folder that XDG_RUNTIME_DIR must name, then reads lines \"play CHANNEL FILE\" and\n"
+                 "\"stop CHANNEL\", the channel counted from 1, until its input ends.\n";
     return 2;
   }
   try {
     PipeWireRig rig;
     rig.add({.name = "device", .description = argv[1], .channels = std::atoi(argv[2]), .properties = {}});
+    rig.add(RigMidiDevice{.name = "midi", .description = argv[3]});
     std::cout << rig.environment().at("XDG_RUNTIME_DIR") << std::endl;
-    std::vector<std::unique_ptr<RigSound>> sounds;
+    std::map<int, std::unique_ptr<RigSound>> sounds;
     obey(rig, sounds);
   } catch (const std::exception& error) {
     std::cerr << "rig: " << error.what() << '\n';

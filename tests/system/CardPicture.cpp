@@ -205,4 +205,9 @@ double borderShare(const QImage& picture, const QRect& card, QColor colour) {
   return all == 0 ? 0 : static_cast<double>(matching) / all;
 }
 
+QPoint actionButton(const QRect& card) {
+  // It stands in the corner, on a card of any width.
+  return {card.right() - 40, card.bottom() - 17};
+}
+
 }  // namespace tallyrig

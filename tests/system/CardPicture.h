@@ -2,6 +2,7 @@
 
 #include <QColor>
 #include <QImage>
+#include <QPoint>
 #include <QRect>
 #include <optional>
 #include <string>
@@ -22,5 +23,9 @@ double borderShare(const QImage& picture, const QRect& card, QColor colour);
 /// The colours of a card's border.
 inline const QColor kSignalGreen = QColor::fromRgbF(0.2F, 0.85F, 0.4F);
 inline const QColor kIdleRed = QColor::fromRgbF(0.8F, 0.2F, 0.2F);
+inline const QColor kJamOrange = QColor::fromRgbF(1.0F, 0.55F, 0.0F);
+
+/// A place within the button at the foot of a card that drives its output: START, STOP, JAM SYNC or STOP JAM.
+QPoint actionButton(const QRect& card);
 
 }  // namespace tallyrig

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <system_error>
+#include <vector>
+
+#include "filetools/Atoms.h"
+#include "filetools/MovieLayout.h"
+#include "platform/ByteSource.h"
+
+namespace tallyrig {
+
+/// A larger movie header is refused: it is held in memory whole. Hours of many tracks take a tenth of it.
+constexpr std::uint64_t kLargestMovieHeader = 128ULL << 20U;
+constexpr std::size_t kMostTracks = 1024;
+
+/// What a track says of its relation to others, such as a picture of its timecode ("tmcd").
+struct TrackReference {
+  AtomType type = 0;
+  std::vector<std::uint32_t> trackIDs;
+
+  bool operator==(const TrackReference&) const = default;
+};
+
+struct MovieTrack {
+  /// Unique in the movie, never 0.
+  std::uint32_t id = 0;
+  /// "vide", "soun", "tmcd" and so on.
+  AtomType mediaType = 0;
+  /// In the movie's time scale; absent if the track does not tell.
+  std::optional<std::uint64_t> duration;
+  std::vector<TrackReference> references;
+  Atom atom;
+  AtomList children;
+};
+
+/// The movie header ("moov"), taken to pieces as far as tracks and their references. All other atoms are kept as bytes.
+/// Movable only: the pieces point into `bytes`.
+struct MovieHeader {
+  MovieHeader() = default;
+  MovieHeader(MovieHeader&&) = default;
+  MovieHeader& operator=(MovieHeader&&) = default;
+
+  std::vector<std::uint8_t> bytes;
+  AtomList children;
+  /// Units in a second of the movie's durations, never 0.
+  std::uint32_t timeScale = 0;
+  /// As the movie's own head ("mvhd") has it; absent if it does not tell.
+  std::optional<std::uint64_t> duration;
+  /// In the order of the track atoms among `children`.
+  std::vector<MovieTrack> tracks;
+};
+
+/// Reads the movie header and no media. Refuses compressed headers, fragmented movies, two tracks of one number, and
+/// whatever lacks an atom that the format demands.
+std::error_code readMovieHeader(const ByteSource& source, const MovieLayout& layout, MovieHeader& header);
+
+}  // namespace tallyrig

@@ -25,6 +25,14 @@ class Category final : public std::error_category {
         return "The movie header is compressed, which is not supported.";
       case MovieFault::kFragmented:
         return "The movie is fragmented, which is not supported.";
+      case MovieFault::kUnknownDuration:
+        return "The movie does not tell its duration.";
+      case MovieFault::kDurationTooLong:
+        return "The movie is too long for a timecode track.";
+      case MovieFault::kOpenEndedMedia:
+        return "The media of the movie has no end that something could be added after.";
+      case MovieFault::kTimecodeOutOfRange:
+        return "The timecode does not fit a timecode track.";
     }
     return "The movie cannot be edited.";
   }

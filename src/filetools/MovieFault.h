@@ -13,6 +13,10 @@ enum class MovieFault {
   kHeaderTooLarge,
   kCompressedHeader,
   kFragmented,
+  kUnknownDuration,
+  kDurationTooLong,
+  kOpenEndedMedia,
+  kTimecodeOutOfRange,
 };
 
 const std::error_category& movieFaultCategory() noexcept;

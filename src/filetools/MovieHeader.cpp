@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <unordered_set>
+#include <utility>
 
 #include "filetools/MovieFault.h"
 
@@ -39,12 +40,12 @@ std::optional<std::uint64_t> readDuration(const Atom& atom, const Times& times) 
 }
 
 std::error_code readMovieHead(MovieHeader& header) {
-  Atom head;
   Times times;
-  if (const auto error = requireAtom(header.children, atomType("mvhd"), head)) return error;
-  if (const auto error = readTimes(head, 100, 4, times)) return error;
-  header.timeScale = read32(head.payload, times.numberAt);
-  header.duration = readDuration(head, times);
+  if (const auto error = requireAtom(header.children, atomType("mvhd"), header.head)) return error;
+  if (const auto error = readTimes(header.head, 100, 4, times)) return error;
+  header.wide = times.wide;
+  header.timeScale = read32(header.head.payload, times.numberAt);
+  header.duration = readDuration(header.head, times);
   return header.timeScale == 0 ? MovieFault::kContradiction : std::error_code{};
 }
 
@@ -104,13 +105,11 @@ bool hasAtom(const AtomList& list, AtomType type) {
 
 }  // namespace
 
-std::error_code readMovieHeader(const ByteSource& source, const MovieLayout& layout, MovieHeader& header) {
+std::error_code parseMovieHeader(std::vector<std::uint8_t> bytes, std::size_t headerSize, MovieHeader& header) {
   header = {};
-  const AtomPlace& place = layout.movieHeader;
-  if (place.size > kLargestMovieHeader) return MovieFault::kHeaderTooLarge;
-  header.bytes.resize(static_cast<std::size_t>(place.size));
-  if (const auto error = source.read(place.offset, header.bytes)) return error;
-  if (const auto error = readAtoms(AtomBytes(header.bytes).subspan(place.headerSize), header.children)) return error;
+  if (bytes.size() > kLargestMovieHeader) return MovieFault::kHeaderTooLarge;
+  header.bytes = std::move(bytes);
+  if (const auto error = readAtoms(AtomBytes(header.bytes).subspan(headerSize), header.children)) return error;
   if (hasAtom(header.children, atomType("cmov"))) return MovieFault::kCompressedHeader;
   if (hasAtom(header.children, atomType("mvex"))) return MovieFault::kFragmented;
   if (const auto error = readMovieHead(header)) return error;
@@ -123,6 +122,14 @@ std::error_code readMovieHeader(const ByteSource& source, const MovieLayout& lay
     if (!ids.insert(header.tracks.back().id).second) return MovieFault::kContradiction;
   }
   return {};
+}
+
+std::error_code readMovieHeader(const ByteSource& source, const MovieLayout& layout, MovieHeader& header) {
+  const AtomPlace& place = layout.movieHeader;
+  if (place.size > kLargestMovieHeader) return MovieFault::kHeaderTooLarge;
+  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(place.size));
+  if (const auto error = source.read(place.offset, bytes)) return error;
+  return parseMovieHeader(std::move(bytes), place.headerSize, header);
 }
 
 }  // namespace tallyrig

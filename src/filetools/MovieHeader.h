@@ -44,16 +44,23 @@ struct MovieHeader {
 
   std::vector<std::uint8_t> bytes;
   AtomList children;
+  /// The movie's own head ("mvhd"), and whether its times have 64 bits instead of 32.
+  Atom head;
+  bool wide = false;
   /// Units in a second of the movie's durations, never 0.
   std::uint32_t timeScale = 0;
-  /// As the movie's own head ("mvhd") has it; absent if it does not tell.
+  /// As the movie's own head has it; absent if it does not tell.
   std::optional<std::uint64_t> duration;
   /// In the order of the track atoms among `children`.
   std::vector<MovieTrack> tracks;
 };
 
-/// Reads the movie header and no media. Refuses compressed headers, fragmented movies, two tracks of one number, and
+/// Takes apart the movie header that `bytes` are, from its first byte to its last, `headerSize` of them its size and
+/// type. Refuses compressed headers, fragmented movies, two tracks of one number, and
 /// whatever lacks an atom that the format demands.
+std::error_code parseMovieHeader(std::vector<std::uint8_t> bytes, std::size_t headerSize, MovieHeader& header);
+
+/// Reads the movie header of a file, and no media, and parses it.
 std::error_code readMovieHeader(const ByteSource& source, const MovieLayout& layout, MovieHeader& header);
 
 }  // namespace tallyrig

@@ -1,12 +1,16 @@
-// A movie file into the reader of its atoms. Whatever the bytes are, they are refused or read; what is read lies within
-// the file, without gaps.
+// A movie file into the reader of its atoms and the edit that gives it a timecode track. Whatever the bytes are, they
+// are refused or read; what is read lies within the file, without gaps. The edited movie can be read too, holds every
+// atom that was to be kept, and one timecode track.
 
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "filetools/MovieHeader.h"
 #include "filetools/MovieLayout.h"
+#include "filetools/TimecodeTrackEdit.h"
+#include "support/EditedMovie.h"
 #include "support/MemoryBytes.h"
 
 namespace tallyrig {
@@ -35,6 +39,32 @@ void checkHeader(const MovieHeader& header) {
   }
 }
 
+/// Each atom of a movie header but its head and its timecode tracks, and of a track but its references.
+std::vector<std::string> keptAtoms(const MovieHeader& header) {
+  std::vector<std::string> kept;
+  for (const Atom& child : header.children.atoms) {
+    if (child.type != atomType("mvhd") && child.type != atomType("trak")) kept.push_back(textOf(child.whole));
+  }
+  for (const MovieTrack& track : header.tracks) {
+    if (track.mediaType == atomType("tmcd")) continue;
+    for (const Atom& child : track.children.atoms) {
+      if (child.type != atomType("tref")) kept.push_back(textOf(child.whole));
+    }
+  }
+  return kept;
+}
+
+void checkEdit(const std::string& bytes, const MovieHeader& before) {
+  const Timecode start{1, 0, 0, 0, MTCFrameRate::fps2997};
+  TimecodeTrackEdit edit;
+  if (planTimecodeTrack(MemoryBytes(bytes), start, timecodeTrackFormat(start.frameRate), edit)) return;
+  const ParsedMovie after(withEdit(bytes, edit));
+  require(!after.error);
+  require(after.tracksOf(atomType("tmcd")).size() == 1);
+  require(keptAtoms(after.header) == keptAtoms(before));
+  require(edit.addition.offset == bytes.size());
+}
+
 void run(const std::string& bytes) {
   const MemoryBytes source(bytes);
   MovieLayout layout;
@@ -43,6 +73,7 @@ void run(const std::string& bytes) {
   checkLayout(layout, bytes.size());
   if (readMovieHeader(source, layout, header)) return;
   checkHeader(header);
+  checkEdit(bytes, header);
 }
 
 }  // namespace

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+
+#include "timecode/Timecode.h"
+
+namespace tallyrig {
+
+/// The bit of `timeCodeFlags` for drop-frame counting, the only one that is ever set.
+constexpr std::uint32_t kTimeCodeFlagDropFrame = 1;
+
+/// `value` units of which `timescale` make a second.
+struct FrameDuration {
+  std::uint32_t value = 0;
+  std::uint32_t timescale = 0;
+
+  bool operator==(const FrameDuration&) const = default;
+};
+
+/// How the timecode track of a QuickTime movie counts.
+struct TimecodeTrackFormat {
+  MTCFrameRate frameRate = MTCFrameRate::fps30;
+  FrameDuration frameDuration;
+  /// Frames in a counted second, at most 255 in a file.
+  std::uint32_t frameQuanta = 0;
+  std::uint32_t timeCodeFlags = 0;
+
+  bool operator==(const TimecodeTrackFormat&) const = default;
+};
+
+/// The format of a rate where no picture asks for another: `fps24` then counts whole 24ths of a second.
+TimecodeTrackFormat timecodeTrackFormat(MTCFrameRate rate) noexcept;
+
+}  // namespace tallyrig

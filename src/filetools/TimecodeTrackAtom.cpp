@@ -177,7 +177,7 @@ void writeMedia(AtomWriter& writer, const TimecodeTrackFormat& format, const Tim
     writeHandler(writer, atomType("mhlr"), atomType("tmcd"), "Timecode");
     writer.atom(atomType("minf"), [&] {
       writeMediaInformationHead(writer);
-      writeHandler(writer, atomType("dhlr"), atomType("alis"), "File");
+      writeHandler(writer, atomType("dhlr"), atomType("alis"), "");
       writeDataReference(writer);
       writeSampleTable(writer, format, place, time.duration);
     });

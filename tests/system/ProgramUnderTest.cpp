@@ -46,6 +46,11 @@ std::string readersFile(const std::vector<CardSettings>& cards) {
       entry["generatorStartSeconds"] = std::stoi(card.generatorStart.substr(6, 2));
       entry["generatorStartFrames"] = std::stoi(card.generatorStart.substr(9, 2));
     }
+    if (!card.outputDeviceName.empty()) {
+      entry["outputProtocol"] = "LTC";
+      entry["selectedOutputDeviceName"] = card.outputDeviceName;
+      entry["selectedOutputChannel"] = card.outputChannel;
+    }
     list.push_back(entry);
   }
   return list.dump();

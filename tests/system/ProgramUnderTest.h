@@ -23,6 +23,10 @@ struct CardSettings {
   std::string tileSize = "Medium";
   /// For a generator, "HH:MM:SS:FF": it shows its start while it is idle. Empty for a reader.
   std::string generatorStart{};
+  /// Where it sends LTC; empty for a card that sends nothing.
+  std::string outputDeviceName{};
+  /// From 0.
+  int outputChannel = 0;
 };
 
 /// The text of readers.json for these cards.

@@ -45,14 +45,23 @@ testing::AssertionResult SystemTest::showsBorder(const std::string& name, const 
 }
 
 testing::AssertionResult SystemTest::press(CardButton button, const std::string& colour) {
+  return pressOn(colour,
+                 [&](const QRect& card) { return QPoint(card.right() - static_cast<int>(button), card.top() + 16); });
+}
+
+testing::AssertionResult SystemTest::pressAction(const std::string& colour) {
+  return pressOn(colour, actionButton);
+}
+
+testing::AssertionResult SystemTest::pressOn(const std::string& colour,
+                                             const std::function<QPoint(const QRect&)>& where) {
   std::optional<QRect> card;
   const auto result = shows("before-press", [&](const QImage& picture) {
     card = findCard(picture, QColor(QString::fromStdString(colour)));
     return card.has_value();
   });
   if (!result) return result;
-  const QPoint place(card->right() - static_cast<int>(button), card->top() + 16);
-  return screen_->click(place) ? testing::AssertionSuccess() : testing::AssertionFailure() << "xdotool failed";
+  return screen_->click(where(*card)) ? testing::AssertionSuccess() : testing::AssertionFailure() << "xdotool failed";
 }
 
 testing::AssertionResult SystemTest::pressApply() {

@@ -37,12 +37,17 @@ class SystemTest : public testing::Test {
   /// The buttons in a card's top right corner, by their distance from its right edge.
   enum class CardButton { kMode = 69, kSettings = 41, kRemove = 16 };
   testing::AssertionResult press(CardButton button, const std::string& colour);
+  /// The button at the foot of a card: START, STOP, JAM SYNC or STOP JAM.
+  testing::AssertionResult pressAction(const std::string& colour);
   /// The button at the foot of a card's settings, once they stand open. In the light appearance.
   testing::AssertionResult pressApply();
   /// The button in the window's top right corner.
   testing::AssertionResult pressAddReader();
 
  private:
+  /// Clicks at the place that `where` finds on the card of this colour.
+  testing::AssertionResult pressOn(const std::string& colour, const std::function<QPoint(const QRect&)>& where);
+
   std::unique_ptr<VirtualScreen> screen_;
   std::unique_ptr<PipeWireRig> rig_;
   std::unique_ptr<ProgramUnderTest> program_;

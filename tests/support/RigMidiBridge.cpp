@@ -60,7 +60,12 @@ RigMidiBridge::~RigMidiBridge() {
 
 void RigMidiBridge::process(const spa_io_clock& clock) {
   const bool sameClock = clock.id == clockId_;
-  if (sameClock && clock.position == position_) return;
+  if (sameClock && clock.position == position_) {
+    // Woken again for the same cycle: what has come since then is part of it. A buffer that stayed in the queue would
+    // keep everything after it back by a cycle.
+    for (auto& wire : wires_) take(wire);
+    return;
+  }
   if (sameClock && clock.position > nextPosition_) {
     missedCycles_ += (clock.position - nextPosition_) / clock.duration;
   }
@@ -69,6 +74,7 @@ void RigMidiBridge::process(const spa_io_clock& clock) {
   nextPosition_ = clock.position + clock.duration;
   for (auto& wire : wires_) {
     give(wire);
+    wire.size = 0;
     take(wire);
   }
 }
@@ -89,7 +95,6 @@ void RigMidiBridge::give(Wire& wire) {
 }
 
 void RigMidiBridge::take(Wire& wire) {
-  wire.size = 0;
   pw_buffer* buffer = pw_filter_dequeue_buffer(wire.in);
   if (buffer == nullptr) return;
   const spa_data& data = buffer->buffer->datas[0];

@@ -83,8 +83,9 @@ bool MidiFilter::advanceTo(const spa_io_clock& clock) {
 void MidiFilter::process(const spa_io_clock& clock) {
   const PipeWireConnection::DataThreadScope scope(connection_);
   if (clock.rate.num == 0 || clock.rate.denom == 0 || clock.duration == 0) return;
-  // After a stall the server can wake its clients twice for one cycle.
-  if (!advanceTo(clock)) return;
+  // After a stall the server can wake its clients twice for one cycle. Nothing more is sent in it. What has come to be
+  // read since then is part of it: left in the queue it would keep all that follows back by a cycle.
+  if (!advanceTo(clock) && layout_.direction == PortDirection::kOut) return;
   pw_buffer* buffer = pw_filter_dequeue_buffer(port_);
   if (buffer == nullptr) return;
   const MidiCycle cycle{.start = {clock.nsec},

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <span>
 
+#include "filetools/TimecodeTrackError.h"
 #include "timecode/Timecode.h"
 
 namespace tallyrig {
@@ -30,5 +33,11 @@ struct TimecodeTrackFormat {
 
 /// The format of a rate where no picture asks for another: `fps24` then counts whole 24ths of a second.
 TimecodeTrackFormat timecodeTrackFormat(MTCFrameRate rate) noexcept;
+
+/// The format of a rate for a movie whose pictures run at `pictureRates`, in frames per second and in the order of
+/// their tracks. All must run at the timecode's rate, where `fps24` also goes with 23.976, and at one rate among each
+/// other. An error leaves `format` as it was.
+std::optional<TimecodeTrackError> resolveTrackFormat(MTCFrameRate rate, std::span<const double> pictureRates,
+                                                     TimecodeTrackFormat& format);
 
 }  // namespace tallyrig

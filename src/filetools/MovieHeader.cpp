@@ -76,6 +76,7 @@ std::error_code readReferences(MovieTrack& track) {
   Atom references;
   AtomList children;
   if (const auto error = findAtom(track.children, atomType("tref"), references)) return error;
+  if (references.payload.size() > kMostReferences * 4) return MovieFault::kTooManyAtoms;
   if (const auto error = readAtoms(references.payload, children)) return error;
   for (const Atom& child : children.atoms) {
     if (child.payload.size() % 4 != 0) return MovieFault::kContradiction;

@@ -41,15 +41,23 @@ std::error_code durationOf(const MovieHeader& header, std::uint64_t& duration) {
                                                                              : MovieFault::kContradiction;
 }
 
+/// A number that no track has, and that none refers to: a reference to a track that is not there must not find the new.
 std::uint32_t freeTrackID(const MovieHeader& header) {
-  std::unordered_set<std::uint32_t> taken;
-  std::uint32_t id = 0;
+  std::vector<std::uint32_t> taken;
   for (const MovieTrack& track : header.tracks) {
-    taken.insert(track.id);
-    id = std::max(id, track.id);
+    taken.push_back(track.id);
+    for (const TrackReference& reference : track.references) {
+      taken.insert(taken.end(), reference.trackIDs.begin(), reference.trackIDs.end());
+    }
   }
-  if (id < std::numeric_limits<std::uint32_t>::max() - 1) return id + 1;
-  for (id = 1; taken.contains(id);) ++id;
+  std::ranges::sort(taken);
+  if (taken.empty() || taken.back() < std::numeric_limits<std::uint32_t>::max() - 1) {
+    return taken.empty() ? 1 : taken.back() + 1;
+  }
+  std::uint32_t id = 1;
+  for (const std::uint32_t other : taken) {
+    if (other == id) ++id;
+  }
   return id;
 }
 

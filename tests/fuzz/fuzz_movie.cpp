@@ -2,11 +2,14 @@
 // are refused or read; what is read lies within the file, without gaps. The edited movie can be read too, holds every
 // atom that was to be kept, and one timecode track.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <system_error>
 #include <vector>
 
+#include "filetools/MovieFault.h"
 #include "filetools/MovieHeader.h"
 #include "filetools/MovieLayout.h"
 #include "filetools/TimecodeTrackEdit.h"
@@ -39,7 +42,8 @@ void checkHeader(const MovieHeader& header) {
   }
 }
 
-/// Each atom of a movie header but its head and its timecode tracks, and of a track but its references.
+/// Each atom of a movie header but its head and its timecode tracks, and of a track but its references; and the zeros
+/// that close them.
 std::vector<std::string> keptAtoms(const MovieHeader& header) {
   std::vector<std::string> kept;
   for (const Atom& child : header.children.atoms) {
@@ -50,18 +54,41 @@ std::vector<std::string> keptAtoms(const MovieHeader& header) {
     for (const Atom& child : track.children.atoms) {
       if (child.type != atomType("tref")) kept.push_back(textOf(child.whole));
     }
+    kept.push_back(textOf(track.children.tail));
   }
+  kept.push_back(textOf(header.children.tail));
   return kept;
+}
+
+/// Atoms that could be read contradict each other only where a track is longer than its movie's head can tell.
+void checkRefusal(const MovieHeader& header, std::error_code error) {
+  if (error != MovieFault::kContradiction) return;
+  const auto isLong = [](const MovieTrack& track) { return track.duration >= 0xffffffff; };
+  require(!header.wide && std::ranges::any_of(header.tracks, isLong));
+}
+
+void checkReferences(const MovieHeader& before, const MovieHeader& after) {
+  for (const MovieTrack& track : after.tracks) {
+    for (const TrackReference& reference : track.references) {
+      require(reference.type != atomType("tmcd") || reference.trackIDs == std::vector{after.tracks.back().id});
+      for (const MovieTrack& old : before.tracks) {
+        require(old.mediaType != atomType("tmcd") || std::ranges::count(reference.trackIDs, old.id) == 0);
+      }
+    }
+  }
 }
 
 void checkEdit(const std::string& bytes, const MovieHeader& before) {
   const Timecode start{1, 0, 0, 0, MTCFrameRate::fps2997};
   TimecodeTrackEdit edit;
-  if (planTimecodeTrack(MemoryBytes(bytes), start, timecodeTrackFormat(start.frameRate), edit)) return;
+  const auto error = planTimecodeTrack(MemoryBytes(bytes), start, timecodeTrackFormat(start.frameRate), edit);
+  checkRefusal(before, error);
+  if (error) return;
   const ParsedMovie after(withEdit(bytes, edit));
   require(!after.error);
   require(after.tracksOf(atomType("tmcd")).size() == 1);
   require(keptAtoms(after.header) == keptAtoms(before));
+  checkReferences(before, after.header);
   require(edit.addition.offset == bytes.size());
 }
 

@@ -141,6 +141,14 @@ TEST(MovieHeader, RefusesMassesOfTracks) {
   EXPECT_FALSE(faultOf(movie));
 }
 
+TEST(MovieHeader, RefusesMassesOfReferences) {
+  TestMovie movie;
+  movie.tracks[0].references = {{"chap", std::vector<std::uint32_t>(kMostReferences - 2, 9)}};
+  EXPECT_FALSE(faultOf(movie));
+  movie.tracks[0].references[0].trackIDs.push_back(9);
+  EXPECT_EQ(faultOf(movie), MovieFault::kTooManyAtoms);
+}
+
 TEST(MovieHeader, RefusesAHeaderOfGigabytesUnread) {
   const std::uint64_t size = 2ULL << 30U;
   MemoryBytes bytes(number32(size) + "moov");

@@ -192,6 +192,14 @@ TEST(TimecodeTrackEdit, NumbersTheTrackAfterAllOthersOrIntoAGap) {
   EXPECT_EQ(textOf(full.header.head.payload).substr(96), number32(0xffffffff));
 }
 
+TEST(TimecodeTrackEdit, TakesNoNumberThatAReferenceToNothingHas) {
+  TestMovie movie;
+  movie.tracks = {{.id = 1, .references = {{"chap", {2, 6}}}}};
+  EXPECT_EQ(timecodeTrack(ParsedMovie(edited(movie.bytes()))).id, 7U);
+  movie.tracks = {{.id = 1, .references = {{"chap", {2, 2, 0, 0xffffffff}}}}};
+  EXPECT_EQ(timecodeTrack(ParsedMovie(edited(movie.bytes()))).id, 3U);
+}
+
 TEST(TimecodeTrackEdit, KeepsTheOldMovieWholeUntilTheNewHeaderStands) {
   for (const bool headerFirst : {false, true}) {
     TestMovie movie;

@@ -8,7 +8,8 @@
 
 namespace tallyrig {
 
-LTCOutputRenderer::LTCOutputRenderer(std::int64_t channel, const HostClock& clock) : channel_(channel), clock_(clock) {}
+LTCOutputRenderer::LTCOutputRenderer(std::int64_t channel, std::int64_t ringCapacity, const HostClock& clock)
+    : channel_(channel), clock_(clock), ring_(ringCapacity) {}
 
 void LTCOutputRenderer::render(std::span<AudioBuffer> buffers, const AudioTimeStamp& time, bool clearOutput) noexcept {
   if (buffers.empty()) return;

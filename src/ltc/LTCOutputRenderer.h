@@ -17,13 +17,11 @@ namespace tallyrig {
 /// Held by shared ownership by the producer and by the callback's handler. Each member names its side.
 class LTCOutputRenderer {
  public:
-  /// Two seconds at 96 kHz.
-  static constexpr std::int64_t kRingCapacity = 192'000;
   /// The longest cycle that is served.
   static constexpr std::int64_t kLargestCycle = 8192;
 
-  /// `channel` is logical, from 0.
-  LTCOutputRenderer(std::int64_t channel, const HostClock& clock);
+  /// `channel` is logical, from 0. The ring has room for `ringCapacity` samples.
+  LTCOutputRenderer(std::int64_t channel, std::int64_t ringCapacity, const HostClock& clock);
 
   /// Callback: one cycle. With `clearOutput` all buffers are silenced first. Real-time safe.
   void render(std::span<AudioBuffer> buffers, const AudioTimeStamp& time, bool clearOutput) noexcept;
@@ -51,7 +49,7 @@ class LTCOutputRenderer {
 
   const std::int64_t channel_;
   const HostClock& clock_;
-  RealtimeFloatRing ring_{kRingCapacity};
+  RealtimeFloatRing ring_;
   std::unique_ptr<float[]> scratch_ = std::make_unique<float[]>(kLargestCycle);
   std::atomic<std::int64_t> renderedSampleOffset_{0};
   /// Odd while the two fields that belong together are being written.

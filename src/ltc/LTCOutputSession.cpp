@@ -12,14 +12,16 @@ using namespace std::chrono_literals;
 
 constexpr TimerSchedule kProducerSchedule{.interval = 10ms, .leeway = 1ms};
 constexpr double kSecondsAhead = 2.0;
+/// The ring's room unless two seconds and the frame that reaches them need more, as from 96 kHz on.
+constexpr std::int64_t kSmallestRing = 192'000;
 
 }  // namespace
 
 LTCOutputSession::LTCOutputSession(Settings settings, const HostClock& clock, Scheduler& scheduler, Log& log)
     : settings_(std::move(settings)),
+      clock_(clock),
       log_(log),
-      producerQueue_(scheduler.makeQueue("Tallyrig.LTCOutputProducer", QueuePriority::kUserInitiated)),
-      renderer_(std::make_shared<LTCOutputRenderer>(settings_.channel, clock)) {}
+      producerQueue_(scheduler.makeQueue("Tallyrig.LTCOutputProducer", QueuePriority::kUserInitiated)) {}
 
 std::optional<LTCOutputError> LTCOutputSession::configure(double sampleRate) {
   std::optional<LTCOutputError> error;
@@ -31,7 +33,9 @@ std::optional<LTCOutputError> LTCOutputSession::configure(double sampleRate) {
       return;
     }
     generator_->setTimecode(settings_.startTimecode.converted(settings_.frameRate));
-    largestFrame_ = static_cast<std::int64_t>(std::ceil(sampleRate / exactFrameRate(settings_.frameRate)));
+    const auto largestFrame = static_cast<std::int64_t>(std::ceil(sampleRate / exactFrameRate(settings_.frameRate)));
+    renderer_ = std::make_shared<LTCOutputRenderer>(settings_.channel,
+                                                    std::max(kSmallestRing, samplesAhead() + largestFrame), clock_);
     fill();
     producerTimer_ = producerQueue_->repeat(kProducerSchedule, [weak = weak_from_this()] {
       if (const auto self = weak.lock()) self->tick();
@@ -40,13 +44,14 @@ std::optional<LTCOutputError> LTCOutputSession::configure(double sampleRate) {
   return error;
 }
 
+std::int64_t LTCOutputSession::samplesAhead() const {
+  return static_cast<std::int64_t>(kSecondsAhead * sampleRate_);
+}
+
 void LTCOutputSession::fill() {
   if (!generator_) return;
   RealtimeFloatRing& ring = renderer_->ring();
-  const auto target = static_cast<std::int64_t>(kSecondsAhead * sampleRate_);
-  // Above 96 kHz the ring holds less than two seconds; then it is kept as full as whole frames allow.
-  while (ring.availableSamples() < target &&
-         ring.availableSamples() + largestFrame_ <= LTCOutputRenderer::kRingCapacity) {
+  while (ring.availableSamples() < samplesAhead()) {
     const auto frame = generator_->nextFrame();
     if (frame.samples.empty()) return;
     frameBoundaries_.push_back({generatedSampleOffset_, frame.timecode});

@@ -53,7 +53,7 @@ class LTCOutputSession : public std::enable_shared_from_this<LTCOutputSession> {
 
   const AudioOutputDevice& device() const { return settings_.device; }
   std::int64_t channel() const { return settings_.channel; }
-  /// What the device callback runs.
+  /// What the device callback runs. Present once `configure` has made it.
   const std::shared_ptr<LTCOutputRenderer>& renderer() const { return renderer_; }
 
  private:
@@ -63,12 +63,15 @@ class LTCOutputSession : public std::enable_shared_from_this<LTCOutputSession> {
     Timecode timecode;
   };
 
+  /// How much is kept ahead of the device.
+  std::int64_t samplesAhead() const;
   void fill();
   void tick();
   void publishNewestPlayedBoundary();
   void reportBoundaryStop();
 
   const Settings settings_;
+  const HostClock& clock_;
   Log& log_;
   std::shared_ptr<SerialQueue> producerQueue_;
   std::shared_ptr<LTCOutputRenderer> renderer_;
@@ -77,8 +80,6 @@ class LTCOutputSession : public std::enable_shared_from_this<LTCOutputSession> {
   std::unique_ptr<RepeatingTimer> producerTimer_;
   std::unique_ptr<LTCAudioGenerator> generator_;
   double sampleRate_ = 48000;
-  /// The most samples that one frame can have.
-  std::int64_t largestFrame_ = 0;
   /// What has been generated and not yet forgotten, oldest first.
   std::vector<FrameBoundary> frameBoundaries_;
   std::int64_t generatedSampleOffset_ = 0;

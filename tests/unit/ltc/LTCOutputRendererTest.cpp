@@ -32,7 +32,7 @@ class LTCOutputRendererTest : public testing::Test {
   }
 
   SimulatedClock clock{{}, std::chrono::nanoseconds{1'000'000'000}};
-  LTCOutputRenderer renderer{1, clock};
+  LTCOutputRenderer renderer{1, 192'000, clock};
   std::vector<float> left;
   std::vector<float> right;
   int written = 0;
@@ -77,7 +77,7 @@ TEST_F(LTCOutputRendererTest, NoBufferOrAnEmptyOneMovesNothing) {
 }
 
 TEST_F(LTCOutputRendererTest, AChannelBeyondTheDeviceRunsOnUnheard) {
-  LTCOutputRenderer beyond(2, clock);
+  LTCOutputRenderer beyond(2, 192'000, clock);
   std::vector<float> samples(8, 1.0F);
   beyond.ring().write(samples);
   std::vector<float> data(4, 0.5F);

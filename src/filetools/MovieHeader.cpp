@@ -1,5 +1,6 @@
 #include "filetools/MovieHeader.h"
 
+#include <algorithm>
 #include <limits>
 #include <unordered_set>
 #include <utility>
@@ -105,6 +106,12 @@ bool hasAtom(const AtomList& list, AtomType type) {
 }
 
 }  // namespace
+
+std::optional<std::uint64_t> durationOf(const MovieHeader& header) {
+  std::optional<std::uint64_t> longest;
+  for (const MovieTrack& track : header.tracks) longest = std::max(longest, track.duration);
+  return longest ? longest : header.duration;
+}
 
 std::error_code parseMovieHeader(std::vector<std::uint8_t> bytes, std::size_t headerSize, MovieHeader& header) {
   header = {};

@@ -57,6 +57,10 @@ struct MovieHeader {
   std::vector<MovieTrack> tracks;
 };
 
+/// The longest track's, since that is what a movie's duration is, and the movie's own word only where no track has one;
+/// absent where there is neither.
+std::optional<std::uint64_t> durationOf(const MovieHeader& header);
+
 /// Takes apart the movie header that `bytes` are, from its first byte to its last, `headerSize` of them its size and
 /// type. Refuses compressed headers, fragmented movies, two tracks of one number, and
 /// whatever lacks an atom that the format demands.

@@ -186,8 +186,8 @@ void writeMedia(AtomWriter& writer, const TimecodeTrackFormat& format, const Tim
 
 }  // namespace
 
-std::error_code writeTimecodeTrack(AtomWriter& writer, const TimecodeTrackFormat& format,
-                                   const TimecodeTrackPlace& place) {
+std::error_code putTimecodeTrack(AtomWriter& writer, const TimecodeTrackFormat& format,
+                                 const TimecodeTrackPlace& place) {
   MediaTime time;
   if (const auto error = mediaTimeOf(place, time)) return error;
   writer.atom(atomType("trak"), [&] {

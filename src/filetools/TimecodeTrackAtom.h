@@ -21,7 +21,7 @@ struct TimecodeTrackPlace {
 /// Writes the track atom of a timecode track with one sample, which lasts as long as the movie (QuickTime File Format,
 /// "Timecode Media"). The sample is counted in the movie's units, or in coarser ones where it is too long for them;
 /// a movie too long for whole seconds is refused.
-std::error_code writeTimecodeTrack(AtomWriter& writer, const TimecodeTrackFormat& format,
-                                   const TimecodeTrackPlace& place);
+std::error_code putTimecodeTrack(AtomWriter& writer, const TimecodeTrackFormat& format,
+                                 const TimecodeTrackPlace& place);
 
 }  // namespace tallyrig

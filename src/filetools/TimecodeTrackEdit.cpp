@@ -30,17 +30,6 @@ std::error_code frameNumberOf(const Timecode& timecode, std::uint32_t& number) {
   return MovieFault::kTimecodeOutOfRange;
 }
 
-/// The longest track's, since that is what a movie's duration is; the movie's own word only where no track has one.
-std::error_code durationOf(const MovieHeader& header, std::uint64_t& duration) {
-  std::optional<std::uint64_t> longest;
-  for (const MovieTrack& track : header.tracks) longest = std::max(longest, track.duration);
-  if (!longest) longest = header.duration;
-  if (!longest) return MovieFault::kUnknownDuration;
-  duration = *longest;
-  return header.wide || duration < std::numeric_limits<std::uint32_t>::max() ? std::error_code{}
-                                                                             : MovieFault::kContradiction;
-}
-
 /// A number that no track has, and that none refers to: a reference to a track that is not there must not find the new.
 std::uint32_t freeTrackID(const MovieHeader& header) {
   std::vector<std::uint32_t> taken;
@@ -76,7 +65,7 @@ class HeaderRewrite {
     std::error_code error;
     writer.atom(atomType("moov"), [&] {
       auto track = old_.tracks.begin();
-      const auto addTrack = [&] { error = writeTimecodeTrack(writer, format, place_); };
+      const auto addTrack = [&] { error = putTimecodeTrack(writer, format, place_); };
       for (const Atom& child : old_.children.atoms) {
         if (child.type == atomType("mvhd")) {
           writeMovieHead(writer);
@@ -192,8 +181,10 @@ std::error_code planTimecodeTrack(const ByteSource& source, const Timecode& time
   if (const auto error = closeLastAtom(layout, edit.closing)) return error;
 
   const std::uint64_t end = layout.atoms.back().offset + layout.atoms.back().size;
-  TimecodeTrackPlace place{freeTrackID(old), old.timeScale, 0, end + kAtomHeaderSize};
-  if (const auto error = durationOf(old, place.duration)) return error;
+  const auto duration = durationOf(old);
+  if (!duration) return MovieFault::kUnknownDuration;
+  if (!old.wide && *duration >= std::numeric_limits<std::uint32_t>::max()) return MovieFault::kContradiction;
+  const TimecodeTrackPlace place{freeTrackID(old), old.timeScale, *duration, end + kAtomHeaderSize};
 
   AtomWriter header;
   if (const auto error = HeaderRewrite(old, place).write(header, format)) return error;
@@ -201,10 +192,10 @@ std::error_code planTimecodeTrack(const ByteSource& source, const Timecode& time
   MovieHeader rewritten;
   if (const auto error = parseMovieHeader(header.take(), kAtomHeaderSize, rewritten)) return error;
 
-  AtomWriter addition;
-  addition.atom(atomType("mdat"), [&] { addition.put32(frameNumber); });
-  addition.putBytes(rewritten.bytes);
-  edit.addition = {end, addition.take()};
+  AtomWriter sample;
+  sample.atom(atomType("mdat"), [&] { sample.put32(frameNumber); });
+  edit.sample = {end, sample.take()};
+  edit.header = {end + edit.sample.bytes.size(), std::move(rewritten.bytes)};
 
   AtomWriter retirement;
   retirement.put32(atomType("free"));

@@ -12,7 +12,7 @@
 namespace tallyrig {
 
 /// What to write into a movie file, in this order, for it to have one timecode track. Media is neither moved nor
-/// touched, and the old movie header stands until the new one does: between `addition` and `retirement` the file must
+/// touched, and the old movie header stands until the new one does: between `header` and `retirement` the file must
 /// reach the disk.
 struct TimecodeTrackEdit {
   struct Write {
@@ -22,8 +22,9 @@ struct TimecodeTrackEdit {
 
   /// Gives an atom that reached to the end of the file its size. Absent where there is none.
   std::optional<Write> closing;
-  /// At the end of the file: the track's sample and the new movie header.
-  Write addition;
+  /// The track's sample, at the end of the file, and the new movie header behind it.
+  Write sample;
+  Write header;
   /// Turns the old movie header into free space.
   Write retirement;
 };

@@ -1,6 +1,7 @@
 #include "filetools/TimecodeTrackFormat.h"
 
 #include <cmath>
+#include <optional>
 
 #include "platform/Log.h"
 
@@ -31,25 +32,22 @@ TimecodeTrackFormat timecodeTrackFormat(MTCFrameRate rate) noexcept {
   return {rate, {1, quanta}, quanta, 0};
 }
 
-std::optional<TimecodeTrackError> resolveTrackFormat(MTCFrameRate rate, std::span<const double> pictureRates,
-                                                     TimecodeTrackFormat& format) {
+TimecodeTrackError resolveTrackFormat(MTCFrameRate rate, std::span<const double> pictureRates,
+                                      TimecodeTrackFormat& format) {
   std::optional<FrameDuration> first;
   for (const double pictureRate : pictureRates) {
     const std::optional<FrameDuration> cadence = cadenceOf(pictureRate, rate);
     if (!cadence) {
       return TimecodeTrackError{
-          TimecodeTrackError::Code::cadenceMismatch,
+          TimecodeTrackFault::kCadenceMismatch,
           formatted("LTC %s does not match the picture cadence (%.3f fps).", rateText(rate), pictureRate)};
     }
-    if (first && *cadence != *first) {
-      return TimecodeTrackError{TimecodeTrackError::Code::mixedCadences,
-                                "The movie has video tracks with incompatible frame cadences."};
-    }
+    if (first && *cadence != *first) return TimecodeTrackFault::kMixedCadences;
     first = cadence;
   }
   format = timecodeTrackFormat(rate);
   if (first) format.frameDuration = *first;
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace tallyrig

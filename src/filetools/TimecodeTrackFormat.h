@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <span>
 
 #include "filetools/TimecodeTrackError.h"
@@ -37,7 +36,7 @@ TimecodeTrackFormat timecodeTrackFormat(MTCFrameRate rate) noexcept;
 /// The format of a rate for a movie whose pictures run at `pictureRates`, in frames per second and in the order of
 /// their tracks. All must run at the timecode's rate, where `fps24` also goes with 23.976, and at one rate among each
 /// other. An error leaves `format` as it was.
-std::optional<TimecodeTrackError> resolveTrackFormat(MTCFrameRate rate, std::span<const double> pictureRates,
-                                                     TimecodeTrackFormat& format);
+TimecodeTrackError resolveTrackFormat(MTCFrameRate rate, std::span<const double> pictureRates,
+                                      TimecodeTrackFormat& format);
 
 }  // namespace tallyrig

@@ -89,7 +89,7 @@ void checkEdit(const std::string& bytes, const MovieHeader& before) {
   require(after.tracksOf(atomType("tmcd")).size() == 1);
   require(keptAtoms(after.header) == keptAtoms(before));
   checkReferences(before, after.header);
-  require(edit.addition.offset == bytes.size());
+  require(edit.sample.offset == bytes.size());
 }
 
 void run(const std::string& bytes) {

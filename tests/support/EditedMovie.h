@@ -27,7 +27,7 @@ inline std::string withWrite(std::string movie, const TimecodeTrackEdit::Write& 
 
 inline std::string withEdit(std::string movie, const TimecodeTrackEdit& edit) {
   if (edit.closing) movie = withWrite(std::move(movie), *edit.closing);
-  return withWrite(withWrite(std::move(movie), edit.addition), edit.retirement);
+  return withWrite(withWrite(withWrite(std::move(movie), edit.sample), edit.header), edit.retirement);
 }
 
 /// A movie in memory, taken to pieces.

@@ -54,7 +54,11 @@ std::string TestTrack::bytes() const {
   const std::string handler = number32(0) + "mhlr" + mediaType + std::string(13, '\0');
   std::string offsets = number32(0) + number32(chunks.size());
   for (const std::uint64_t chunk : chunks) offsets += longOffsets ? number64(chunk) : number32(chunk);
-  const std::string table = atom("stbl", atom(longOffsets ? "co64" : "stco", offsets));
+  std::string tables;
+  if (!description.empty()) tables += atom("stsd", number32(0) + description);
+  if (!durations.empty()) tables += atom("stts", number32(0) + durations);
+  tables += moreTables + atom(longOffsets ? "co64" : "stco", offsets);
+  const std::string information = moreOfInformation + atom("stbl", tables);
   std::string all = atom("tkhd", head);
   if (!references.empty()) {
     std::string list;
@@ -66,7 +70,7 @@ std::string TestTrack::bytes() const {
     all += atom("tref", list);
   }
   all += more;
-  all += atom("mdia", atom("mdhd", mediaHead) + atom("hdlr", handler) + atom("minf", table) + moreOfMedia);
+  all += atom("mdia", atom("mdhd", mediaHead) + atom("hdlr", handler) + atom("minf", information) + moreOfMedia);
   return atom("trak", all);
 }
 

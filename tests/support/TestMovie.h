@@ -33,9 +33,14 @@ struct TestTrack {
   /// Offsets of media in the file, as they stand in stco or co64.
   std::vector<std::uint64_t> chunks = {};
   bool longOffsets = false;
-  /// More atoms of the track, and more of its media.
+  /// More atoms of the track, of its media, and of the media's information and tables.
   std::string more = {};
   std::string moreOfMedia = {};
+  std::string moreOfInformation = {};
+  std::string moreTables = {};
+  /// What stands behind version and flags in stsd and stts, which are left out where this is empty.
+  std::string description = {};
+  std::string durations = {};
 
   std::string bytes() const;
 };

@@ -1,8 +1,6 @@
 #include "platform/desktop/LocalFileSystem.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <QFile>
 #include <QStandardPaths>
@@ -14,53 +12,12 @@
 #include <utility>
 
 #include "platform/Log.h"
+#include "platform/desktop/PosixFile.h"
 
 namespace tallyrig {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::error_code lastError() {
-  return {errno, std::generic_category()};
-}
-
-/// Repeats a system call for as long as signals interrupt it.
-template <typename Call>
-auto uninterrupted(Call call) {
-  decltype(call()) result;
-  do {
-    result = call();
-  } while (result < 0 && errno == EINTR);
-  return result;
-}
-
-/// An open file. Closing is never repeated: the descriptor is free after the first call, whatever it returned.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
-  }
-  ~Descriptor() {
-    if (number_ >= 0) ::close(number_);
-  }
-
-  bool isOpen() const { return number_ >= 0; }
-  int number() const { return number_; }
-  std::error_code close() {
-    return ::close(std::exchange(number_, -1)) == 0 || errno == EINTR ? std::error_code{} : lastError();
-  }
-
- private:
-  int number_ = -1;
-};
-
-Descriptor openFile(const fs::path& path, int flags, mode_t mode = 0) {
-  return Descriptor(uninterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC, mode); }));
-}
 
 /// A file under a name that nobody else has, gone again unless `keep` is called.
 class TemporaryFile {
@@ -91,7 +48,7 @@ class TemporaryFile {
   std::error_code setMode(mode_t mode) { return ::fchmod(file_.number(), mode) == 0 ? std::error_code{} : lastError(); }
 
   std::error_code syncAndClose() {
-    if (uninterrupted([&] { return ::fsync(file_.number()); }) != 0) return lastError();
+    if (const auto error = syncFile(file_)) return error;
     return file_.close();
   }
 
@@ -117,14 +74,6 @@ std::error_code followLinks(fs::path& path) {
     path = path.parent_path() / target;
   }
   return std::make_error_code(std::errc::too_many_symbolic_link_levels);
-}
-
-std::error_code syncFolder(const fs::path& folder) {
-  const Descriptor directory = openFile(folder, O_RDONLY | O_DIRECTORY);
-  if (!directory.isOpen()) return lastError();
-  // Some file systems have nothing to bring to disk for a folder, and say EINVAL.
-  if (uninterrupted([&] { return ::fsync(directory.number()); }) != 0 && errno != EINVAL) return lastError();
-  return {};
 }
 
 }  // namespace

@@ -208,8 +208,8 @@ TEST(TimecodeTrackEdit, KeepsTheOldMovieWholeUntilTheNewHeaderStands) {
     TimecodeTrackEdit edit;
     ASSERT_FALSE(plan(old, edit));
     EXPECT_FALSE(edit.closing);
-    EXPECT_EQ(edit.addition.offset, old.size());
-    EXPECT_EQ(withWrite(old, edit.addition).substr(0, old.size()), old);
+    EXPECT_EQ(edit.sample.offset, old.size());
+    EXPECT_EQ(edit.header.offset, old.size() + edit.sample.bytes.size());
     EXPECT_EQ(edit.retirement.offset, old.find("moov"));
     EXPECT_EQ(textOf(edit.retirement.bytes), "free");
   }
@@ -255,9 +255,9 @@ TEST(TimecodeTrackEdit, PointsBeyondFourGibibytes) {
   TimecodeTrackEdit edit;
   ASSERT_FALSE(planTimecodeTrack(bytes, oneHour(MTCFrameRate::fps25), timecodeTrackFormat(MTCFrameRate::fps25), edit));
   EXPECT_FALSE(edit.closing);
-  EXPECT_EQ(edit.addition.offset, end);
+  EXPECT_EQ(edit.sample.offset, end);
   EXPECT_LT(bytes.bytesRead(), 1000U);
-  const ParsedMovie alone(textOf(edit.addition.bytes));
+  const ParsedMovie alone(textOf(edit.header.bytes));
   EXPECT_EQ(sampleTable(timecodeTrack(alone), atomType("co64")), number32(1) + number64(end + 8));
 }
 

@@ -67,6 +67,10 @@ QString TimecodeDigits::text() const {
   return QString::fromStdString(textOf(shown_));
 }
 
+QString TimecodeDigits::spokenText() const {
+  return spoken_ ? QString::fromStdString(spoken_->text()) : QStringLiteral("No timecode");
+}
+
 QString TimecodeDigits::rateText() const {
   return shown_ ? QLatin1String(tallyrig::rateText(shown_->frameRate)) + QStringLiteral(" fps")
                 : QStringLiteral("-- fps");
@@ -79,12 +83,25 @@ void TimecodeDigits::refresh() {
     emit hasTimecodeChanged();
   }
   const auto displayed = reader_->displayedTimecode(renderClock_->hostTime());
-  if (displayed == shown_) return;
+  if (displayed != shown_) show(displayed);
+  speak();
+}
+
+void TimecodeDigits::show(const std::optional<Timecode>& displayed) {
   const QString oldRate = rateText();
   shown_ = displayed;
   update();
   emit textChanged();
   if (rateText() != oldRate) emit rateTextChanged();
+}
+
+void TimecodeDigits::speak() {
+  constexpr double kSecondsBetween = 1;
+  const double now = renderClock_->seconds();
+  if (now - lastSpoken_ < kSecondsBetween || shown_ == spoken_) return;
+  lastSpoken_ = now;
+  spoken_ = shown_;
+  emit spokenTextChanged();
 }
 
 void TimecodeDigits::measure() {

@@ -25,6 +25,8 @@ class TimecodeDigits : public AtlasItem {
   Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY colorChanged)
   Q_PROPERTY(int pixelSize READ pixelSize WRITE setPixelSize NOTIFY pixelSizeChanged)
   Q_PROPERTY(QString text READ text NOTIFY textChanged)
+  /// What a screen reader is told: the text, at most once a second while it runs, or "No timecode".
+  Q_PROPERTY(QString spokenText READ spokenText NOTIFY spokenTextChanged)
   /// "25 fps"; "-- fps" without a timecode.
   Q_PROPERTY(QString rateText READ rateText NOTIFY rateTextChanged)
   /// Whether the card has a settled timecode, whatever is shown.
@@ -42,6 +44,7 @@ class TimecodeDigits : public AtlasItem {
   int pixelSize() const { return pixelSize_; }
   void setPixelSize(int pixelSize);
   QString text() const;
+  QString spokenText() const;
   QString rateText() const;
   bool hasTimecode() const { return hasTimecode_; }
 
@@ -51,6 +54,7 @@ class TimecodeDigits : public AtlasItem {
   void colorChanged();
   void pixelSizeChanged();
   void textChanged();
+  void spokenTextChanged();
   void rateTextChanged();
   void hasTimecodeChanged();
 
@@ -62,6 +66,8 @@ class TimecodeDigits : public AtlasItem {
 
  private:
   void refresh();
+  void show(const std::optional<Timecode>& displayed);
+  void speak();
   void measure();
 
   QPointer<ReaderInstance> reader_;
@@ -72,6 +78,9 @@ class TimecodeDigits : public AtlasItem {
   /// Of one character, in device pixels.
   QSize cell_;
   std::optional<Timecode> shown_;
+  std::optional<Timecode> spoken_;
+  /// In seconds of the host clock.
+  double lastSpoken_ = 0;
   bool hasTimecode_ = false;
 };
 

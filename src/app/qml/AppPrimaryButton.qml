@@ -7,6 +7,7 @@ T.Button {
     id: control
 
     property color fill: Theme.accent
+    property int cornerRadius: 8
 
     implicitWidth: contentItem.implicitWidth + leftPadding + rightPadding
     implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
@@ -27,13 +28,13 @@ T.Button {
         elide: Text.ElideRight
     }
     background: Rectangle {
-        radius: 8
+        radius: control.cornerRadius
         color: Qt.rgba(control.fill.r, control.fill.g, control.fill.b,
                        control.enabled ? (control.pressed ? 0.82 : 1) : 0.38)
 
         FocusRing {
             control: control
-            radius: 11
+            radius: control.cornerRadius + 3
         }
     }
 }

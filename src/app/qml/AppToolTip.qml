@@ -13,12 +13,14 @@ T.ToolTip {
     horizontalPadding: 9
     x: parent ? Math.round((parent.width - implicitWidth) / 2) : 0
     y: parent ? parent.height + 5 : 0
-    implicitWidth: contentItem.implicitWidth + leftPadding + rightPadding
+    implicitWidth: Math.min(contentItem.implicitWidth + leftPadding + rightPadding, 320)
     implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
     closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutsideParent | T.Popup.CloseOnReleaseOutsideParent
 
     contentItem: Text {
         text: control.text
+        textFormat: Text.PlainText
+        wrapMode: Text.Wrap
         color: Theme.text
         font.pixelSize: Theme.captionSize
     }

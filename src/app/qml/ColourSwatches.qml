@@ -8,6 +8,8 @@ Row {
 
     required property var colours
     required property string current
+    // What a screen reader calls them.
+    property var names: []
 
     signal chosen(string hex)
 
@@ -20,7 +22,7 @@ Row {
 
         model: swatches.colours
 
-        T.AbstractButton {
+        T.RadioButton {
             id: swatch
 
             required property string modelData
@@ -37,14 +39,12 @@ Row {
             objectName: "swatch" + index
             width: 24
             height: 24
-            text: "Colour " + (index + 1)
+            text: swatches.names[index] ?? "Colour " + (index + 1)
             // One stop for the Tab key: the chosen colour, or the first where none is.
             focusPolicy: isCurrent || (index === 0 && !swatches.colours.includes(swatches.current)) ? Qt.StrongFocus
                                                                                                      : Qt.ClickFocus
-            Accessible.role: Accessible.RadioButton
             Accessible.name: text
-            Accessible.checkable: true
-            Accessible.checked: isCurrent
+            checked: isCurrent
             Keys.onLeftPressed: move(-1)
             Keys.onRightPressed: move(1)
             onClicked: swatches.chosen(modelData)

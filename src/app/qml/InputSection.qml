@@ -60,6 +60,7 @@ ColumnLayout {
 
         OffsetStepper {
             text: section.form.offsetText
+            accessibleName: "Display offset"
             onStepped: by => section.form.changeOffset(by)
         }
     }

@@ -2,15 +2,20 @@ import QtQuick
 import QtQuick.Templates as T
 import Tallyrig
 
-// A value between a minus and a plus button.
+// A value between a minus and a plus button. On either of them the arrow keys move it too.
 Row {
     id: stepper
 
     required property string text
+    property string accessibleName
 
     signal stepped(int by)
 
     spacing: 4
+    Accessible.role: Accessible.Grouping
+    Accessible.name: accessibleName
+    Keys.onUpPressed: stepped(1)
+    Keys.onDownPressed: stepped(-1)
 
     component StepButton: T.AbstractButton {
         id: button
@@ -23,6 +28,7 @@ Row {
         autoRepeat: true
         focusPolicy: Qt.StrongFocus
         Accessible.name: text
+        Accessible.description: stepper.text
 
         contentItem: Item {
             AppIcon {

@@ -109,6 +109,7 @@ FocusScope {
 
                 ColourSwatches {
                     colours: panel.form.palette
+                    names: ["Blue", "Violet", "Teal", "Brown", "Dark teal", "Dark brown", "Dark green", "Dark plum"]
                     current: panel.form.selectedHex
                     onChosen: hex => panel.form.selectedHex = hex
                 }
@@ -150,6 +151,7 @@ FocusScope {
             objectName: "apply"
             Layout.fillWidth: true
             text: "Apply"
+            cornerRadius: Theme.controlRadius
             onClicked: panel.apply()
         }
     }

@@ -9,10 +9,13 @@ T.Popup {
 
     required property SettingsForms forms
     property ReaderSettingsForm form: null
+    property ReaderTileView tile: null
 
     // Opens on a card, beside its tile where there is room, so that the card stays in sight.
-    function show(reader: ReaderInstance, tile: Item) {
+    function show(reader: ReaderInstance, tile: ReaderTileView) {
         form = forms.open(reader)
+        popover.tile = tile
+        tile.showingSettings = true
         const gap = Theme.gridSpacing / 2 + 3
         const corner = tile.mapToItem(parent, 0, 0)
         const right = corner.x + tile.width + gap
@@ -37,6 +40,8 @@ T.Popup {
         const closing = form
         form = null
         if (closing) closing.destroy()
+        if (tile) tile.showingSettings = false
+        tile = null
     }
 
     background: Item {

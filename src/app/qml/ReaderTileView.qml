@@ -11,11 +11,19 @@ Item {
     required property JamPulse jamPulse
     // False while the card is scrolled out of sight; what runs in it then stands.
     property bool inSight: true
+    // While its settings are open.
+    property bool showingSettings: false
 
     readonly property string hex: reader.backgroundColorHex
     readonly property string mode: reader.displayMode
     readonly property color statusColor: reader.isJammed ? Theme.jamOrange
                                                          : reader.isReceiving ? Theme.signalGreen : Theme.idleRed
+    readonly property string statusText: {
+        if (reader.isJammed) return reader.jamSyncState
+        if (reader.cardRole === "Generator") return reader.isReceiving ? "GENERATING" : "STOPPED"
+        if (!reader.isReceiving) return "NO SIGNAL"
+        return reader.sourceType === "MTC" ? "RECEIVING" : "LOCKED"
+    }
     readonly property int digitSize: reader.tileSize === "Small" ? 22 : reader.tileSize === "Large" ? 48 : 32
     readonly property int rateSize: Math.round(digitSize * 0.42)
 
@@ -24,8 +32,9 @@ Item {
 
     objectName: "tile"
     implicitHeight: card.implicitHeight
+    // What changes seldom is the card's name, in every mode; the running code is told by the digits.
     Accessible.role: Accessible.Grouping
-    Accessible.name: reader.label
+    Accessible.name: reader.label + ", " + statusText
 
     Item {
         id: card
@@ -96,7 +105,7 @@ Item {
                         pixelSize: tile.digitSize
                         color: CardColours.foreground(tile.hex, hasTimecode ? 1 : 0.3)
                         Accessible.role: Accessible.StaticText
-                        Accessible.name: "Timecode"
+                        Accessible.name: spokenText
                     }
                 }
                 Text {
@@ -130,6 +139,7 @@ Item {
                 visible: active
                 sourceComponent: TileFooter {
                     reader: tile.reader
+                    statusText: tile.statusText
                     statusColor: surface.border.color
                     pulse: tile.reader.isJammed && tile.inSight ? tile.jamPulse.phase : 1
                 }
@@ -141,6 +151,7 @@ Item {
             anchors { top: parent.top; right: parent.right; margins: 8 }
             reader: tile.reader
             rateText: digits.rateText
+            showingSettings: tile.showingSettings
             onModeRequested: tile.store.cycleDisplayMode(tile.reader)
             onSettingsRequested: tile.settingsRequested()
             onRemoveRequested: tile.removeRequested()

@@ -29,7 +29,7 @@ FocusScope {
 
             model: control.choices
 
-            T.AbstractButton {
+            T.RadioButton {
                 id: segment
 
                 required property string modelData
@@ -50,10 +50,8 @@ FocusScope {
                 // One stop for the Tab key, the arrow keys within.
                 focusPolicy: isCurrent ? Qt.StrongFocus : Qt.ClickFocus
                 focus: isCurrent
-                Accessible.role: Accessible.RadioButton
                 Accessible.name: text
-                Accessible.checkable: true
-                Accessible.checked: isCurrent
+                checked: isCurrent
                 Keys.onLeftPressed: move(-1)
                 Keys.onRightPressed: move(1)
                 onClicked: control.chosen(modelData)

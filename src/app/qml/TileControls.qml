@@ -7,6 +7,7 @@ Row {
 
     required property ReaderInstance reader
     required property string rateText
+    required property bool showingSettings
 
     readonly property string hex: reader.backgroundColorHex
     readonly property string mode: reader.displayMode
@@ -61,8 +62,7 @@ Row {
     TileButton {
         objectName: "modeButton"
         symbol: controls.mode === "full" ? "compress-vertical" : controls.mode === "compact" ? "swap" : "expand-vertical"
-        symbolColor: CardColours.foreground(controls.hex, 0.7)
-        fill: CardColours.foreground(controls.hex, 0.12)
+        hex: controls.hex
         text: "View mode"
         toolTip: controls.mode === "full" ? "Switch to compact view"
                                           : controls.mode === "compact" ? "Switch to minimal view" : "Switch to full view"
@@ -71,8 +71,8 @@ Row {
     TileButton {
         objectName: "settingsButton"
         symbol: "gear"
-        symbolColor: CardColours.foreground(controls.hex, 0.7)
-        fill: CardColours.foreground(controls.hex, 0.12)
+        hex: controls.hex
+        isOn: controls.showingSettings
         text: "Settings"
         onClicked: controls.settingsRequested()
     }
@@ -81,7 +81,9 @@ Row {
         width: 20
         symbol: "xmark-circle"
         symbolSize: 15
-        symbolColor: CardColours.foreground(controls.hex, 0.5)
+        hex: controls.hex
+        symbolOpacity: 0.5
+        fillOpacity: 0
         text: "Remove"
         onClicked: controls.removeRequested()
     }

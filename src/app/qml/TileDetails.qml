@@ -64,6 +64,7 @@ Column {
                 anchors { left: warningIcon.right; leftMargin: 5; right: parent.right; rightMargin: 5 }
                 anchors.verticalCenter: parent.verticalCenter
                 text: details.warning
+                textFormat: Text.PlainText
                 color: Theme.warningAmber
                 font.pixelSize: Theme.captionSize
                 wrapMode: Text.Wrap
@@ -94,6 +95,7 @@ Column {
         visible: details.warning === ""
         width: details.width - 2 * Theme.cardPadding
         text: details.sourceLine
+        textFormat: Text.PlainText
         color: CardColours.text(details.hex, 0.65)
         font.pixelSize: Theme.captionSize
         elide: Text.ElideRight
@@ -102,6 +104,7 @@ Column {
         objectName: "targetLine"
         width: details.width - 2 * Theme.cardPadding
         text: details.targetLine
+        textFormat: Text.PlainText
         color: CardColours.text(details.hex, 0.4)
         font.pixelSize: Theme.captionSize
         elide: Text.ElideRight

@@ -7,6 +7,7 @@ Item {
     id: footer
 
     required property ReaderInstance reader
+    required property string statusText
     required property color statusColor
     // Of a jammed card: 0 to 1 and back.
     required property real pulse
@@ -17,12 +18,6 @@ Item {
     readonly property real room: width - 2 * Theme.cardPadding
     readonly property bool isStacked: hasAction && chips.width + 8 + 10 + 8 + Math.ceil(longestStatus.advanceWidth) + 8
                                                    + action.width > room
-    readonly property string statusText: {
-        if (reader.isJammed) return reader.jamSyncState
-        if (isGenerator) return reader.isReceiving ? "GENERATING" : "STOPPED"
-        if (!reader.isReceiving) return "NO SIGNAL"
-        return reader.sourceType === "MTC" ? "RECEIVING" : "LOCKED"
-    }
 
     // As high without a button as with one, so that the cards of a row end in one line.
     implicitHeight: 8 + 24 + (isStacked ? 4 + 24 : 0) + 8

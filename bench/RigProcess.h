@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -16,14 +17,16 @@
 
 namespace tallyrig {
 
-/// A private sound server, its virtual device "Wide" of 64 inputs and a player of LTC into all of them, in a process of
-/// their own, so that what they cost is not counted here. Made before this process has threads; this process then
-/// finds that server. Throws std::runtime_error if the rig does not come up.
+/// A private sound server, its virtual device "Wide" of 64 channels and a player of LTC into all of them, and on demand
+/// a virtual MIDI device "Wires", in a process of their own, so that what they cost is not counted here. What is sent
+/// into either device comes back out of it. Made before this process has threads; this process then finds that server.
+/// Throws std::runtime_error if the rig does not come up.
 class RigProcess {
  public:
   static constexpr int kChannels = 64;
 
-  RigProcess(int quantum, int seconds) {
+  /// `seconds` is how long the player plays.
+  RigProcess(int quantum, int seconds, int midiPorts = 0) {
     int orders[2];
     int answers[2];
     if (pipe(orders) != 0 || pipe(answers) != 0) throw std::runtime_error("no pipe for the rig");
@@ -34,7 +37,7 @@ class RigProcess {
       if (getppid() != parent) _exit(1);
       close(orders[1]);
       close(answers[0]);
-      _exit(serve(quantum, seconds, orders[0], answers[1]));
+      _exit(serve(quantum, seconds, midiPorts, orders[0], answers[1]));
     }
     close(orders[0]);
     close(answers[1]);
@@ -56,18 +59,28 @@ class RigProcess {
   void play() {
     if (write(orders_, "p", 1) != 1 || line() != "playing") throw std::runtime_error("the rig does not play");
   }
+  /// How many cycles the MIDI device has seen left out by the server so far.
+  std::uint64_t missedMidiCycles() {
+    if (write(orders_, "m", 1) != 1) throw std::runtime_error("the rig has gone");
+    return std::stoull(line());
+  }
   pid_t serverId() const { return server_; }
   pid_t playerId() const { return child_; }
 
  private:
-  static int serve(int quantum, int seconds, int orders, int answers) try {
+  static int serve(int quantum, int seconds, int midiPorts, int orders, int answers) try {
     PipeWireRig rig({.quantum = quantum});
     rig.add({.name = "wide", .description = "Wide", .channels = kChannels});
+    if (midiPorts > 0) rig.add(RigMidiDevice{.name = "wires", .description = "Wires", .ports = midiPorts});
     dprintf(answers, "%d\n%s\n", static_cast<int>(rig.serverId()), rig.environment().at("XDG_RUNTIME_DIR").c_str());
     std::vector<int> ports;
     for (int channel = 0; channel < kChannels; ++channel) ports.push_back(channel);
     std::unique_ptr<RigSound> sound;
     for (char order = 0; read(orders, &order, 1) == 1;) {
+      if (order == 'm') {
+        dprintf(answers, "%llu\n", static_cast<unsigned long long>(rig.missedCycles("wires")));
+        continue;
+      }
       sound.reset();
       RigSamples samples;
       for (int channel = 0; channel < kChannels; ++channel) {

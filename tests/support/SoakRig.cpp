@@ -154,11 +154,25 @@ void SoakRig::disturb() {
 void SoakRig::dropOut(std::size_t source) {
   const auto length = std::chrono::milliseconds(20 + draw(draw(10) == 0 ? 600'000 : 8'000));
   sources_[source].code->gain = 0;
-  sources_[source].changingUntil = in(kSettling);
+  changeSource(source);
   later(length, [this, source] {
     sources_[source].code->gain = 1;
-    sources_[source].changingUntil = in(kSettling);
+    changeSource(source);
   });
+}
+
+void SoakRig::changeSource(std::size_t source) {
+  sources_[source].changingUntil = in(kSettling);
+  for (const Card& card : cards_) {
+    if (card.source == source) changeOutput(card);
+  }
+}
+
+void SoakRig::changeOutput(const Card& card) {
+  if (!card.ear) return;
+  for (Card& other : cards_) {
+    if (other.ear == card.ear) other.changingUntil = std::max(other.changingUntil, in(kSettling));
+  }
 }
 
 void SoakRig::unplug(std::size_t index) {
@@ -204,8 +218,8 @@ void SoakRig::touch(std::size_t index) {
   // A cable's reader is moved by the generator at its other end.
   for (Card& other : cards_) {
     if (other.cableFrom == card.ear && card.ear) other.changingUntil = in(kSettling);
-    if (other.ear == card.ear && card.ear) other.changingUntil = in(kSettling);
   }
+  changeOutput(card);
   if (card.reader->settings().cardRole == CardRole::generator) {
     card.reader->toggleGenerator();
     if (!card.reader->isGeneratorRunning() || draw(2) == 0) return;

@@ -89,6 +89,10 @@ class SoakRig {
 
   void disturb();
   void dropOut(std::size_t source);
+  /// The code begins or ends, and what its cards send with it.
+  void changeSource(std::size_t source);
+  /// The card may let its output go, or take it: whoever wants the same one then takes it, or does not get it.
+  void changeOutput(const Card& card);
   void unplug(std::size_t machine);
   void restart(std::size_t card);
   void touch(std::size_t card);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -25,19 +24,6 @@ struct MediaDescription {
     double nominalFrameRate = 0;
   };
 
-  /// A timecode track of a QuickTime movie (QuickTime File Format, "Timecode Media").
-  struct TimecodeTrack {
-    /// The four characters of the sample description, "tmcd" for a count of frames.
-    std::string subtype;
-    /// Length of a frame: `frameDuration` units of which `timescale` make a second.
-    std::uint32_t frameDuration = 0;
-    std::uint32_t timescale = 0;
-    /// Frames in a counted second.
-    std::uint32_t frameQuanta = 0;
-    /// Bit 0 is drop-frame counting.
-    std::uint32_t timeCodeFlags = 0;
-  };
-
   /// A tag of the file as a whole. What only describes how the file is built, such as its creation time, is none.
   struct MetadataItem {
     /// UTF-8 if the file is honest.
@@ -50,12 +36,11 @@ struct MediaDescription {
   /// All in the order of the file.
   std::vector<AudioTrack> audioTracks;
   std::vector<VideoTrack> videoTracks;
-  std::vector<TimecodeTrack> timecodeTracks;
   std::vector<MetadataItem> metadata;
 };
 
 /// An open media file, such as a QuickTime movie or an MP4: its tracks, and a way to each track's samples. Opening
-/// reads what the file says of itself and decodes nothing.
+/// reads what the file says of itself, and no more of its sound than it takes to learn the sound's format.
 ///
 /// Blocking; one thread at a time that is no real-time thread. Errors have a text for the user.
 class MediaFile {
@@ -67,9 +52,6 @@ class MediaFile {
   /// Decodes the audio track of that number, from its first frame on. A file has one reader at a time, which must not
   /// outlive it. On failure `reader` is empty.
   virtual std::error_code openAudio(std::size_t track, std::unique_ptr<AudioReader>& reader) = 0;
-
-  /// The first sample of a timecode track that holds at least four bytes, as it stands. Not while there is a reader.
-  virtual std::error_code readTimecodeSample(std::size_t track, std::vector<std::uint8_t>& bytes) = 0;
 };
 
 class MediaFiles {

@@ -129,10 +129,6 @@ class SimulatedMediaFiles : public MediaFiles {
       return {};
     }
 
-    std::error_code readTimecodeSample(std::size_t, std::vector<std::uint8_t>&) override {
-      return std::make_error_code(std::errc::not_supported);
-    }
-
    private:
     SimulatedMediaFiles& owner_;
     const SimulatedMedia& media_;

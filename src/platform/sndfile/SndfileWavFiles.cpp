@@ -1,0 +1,145 @@
+#include "platform/sndfile/SndfileWavFiles.h"
+
+#include <fcntl.h>
+#include <sndfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+#include "platform/sndfile/SndfileError.h"
+
+namespace tallyrig {
+namespace {
+
+static_assert(sizeof(int) == sizeof(std::int32_t));
+
+std::error_code lastError() {
+  return {errno, std::generic_category()};
+}
+
+/// An open file for libsndfile to write to. It keeps the first error of the system, of which the library only notices
+/// that bytes were not taken.
+class DiskFile {
+ public:
+  DiskFile() = default;
+  ~DiskFile() { close(); }
+  DiskFile(const DiskFile&) = delete;
+  DiskFile& operator=(const DiskFile&) = delete;
+
+  std::error_code open(const std::filesystem::path& path) {
+    // Without O_NONBLOCK the opening of a named pipe waits for a reader.
+    number_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0666);
+    if (number_ < 0) return lastError();
+    struct stat status {};
+    if (::fstat(number_, &status) != 0) return lastError();
+    if (!S_ISREG(status.st_mode)) return std::make_error_code(std::errc::invalid_argument);
+    return ::ftruncate(number_, 0) == 0 ? std::error_code{} : lastError();
+  }
+
+  std::error_code close() {
+    if (number_ < 0) return {};
+    return ::close(std::exchange(number_, -1)) == 0 || errno == EINTR ? std::error_code{} : lastError();
+  }
+
+  sf_count_t length() const {
+    struct stat status {};
+    return ::fstat(number_, &status) == 0 ? status.st_size : 0;
+  }
+
+  sf_count_t seek(sf_count_t offset, int whence) { return ::lseek(number_, offset, whence); }
+
+  sf_count_t write(const void* from, sf_count_t size) {
+    const auto* bytes = static_cast<const char*>(from);
+    sf_count_t written = 0;
+    while (written < size && !failure_) {
+      const ssize_t count = ::write(number_, bytes + written, static_cast<std::size_t>(size - written));
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) failure_ = lastError();
+      if (count == 0) failure_ = std::make_error_code(std::errc::io_error);
+      written += std::max<ssize_t>(count, 0);
+    }
+    return written;
+  }
+
+  const std::error_code& failure() const { return failure_; }
+
+ private:
+  int number_ = -1;
+  std::error_code failure_;
+};
+
+DiskFile& fileOf(void* user) {
+  return *static_cast<DiskFile*>(user);
+}
+
+SF_VIRTUAL_IO callbacks() {
+  return {[](void* user) { return fileOf(user).length(); },
+          [](sf_count_t offset, int whence, void* user) { return fileOf(user).seek(offset, whence); },
+          [](void*, sf_count_t, void*) -> sf_count_t { return 0; },
+          [](const void* from, sf_count_t size, void* user) { return fileOf(user).write(from, size); },
+          [](void* user) { return fileOf(user).seek(0, SEEK_CUR); }};
+}
+
+class SndfileWavFile final : public WavFile {
+ public:
+  SndfileWavFile() = default;
+  ~SndfileWavFile() override {
+    if (sound_ != nullptr) sf_close(sound_);
+  }
+  SndfileWavFile(const SndfileWavFile&) = delete;
+  SndfileWavFile& operator=(const SndfileWavFile&) = delete;
+
+  std::error_code open(const std::filesystem::path& path, WavFormat format) {
+    const int depth = format.bitDepth == 16 ? SF_FORMAT_PCM_16 : SF_FORMAT_PCM_24;
+    SF_INFO info{};
+    info.samplerate = format.sampleRate;
+    info.channels = 1;
+    info.format = SF_FORMAT_WAV | depth;
+    if (sf_format_check(&info) == 0) return sndfileError(SF_ERR_UNSUPPORTED_ENCODING);
+    if (const auto error = file_.open(path)) return error;
+    SF_VIRTUAL_IO io = callbacks();
+    sound_ = sf_open_virtual(&io, SFM_WRITE, &info, &file_);
+    if (file_.failure()) return file_.failure();
+    if (sound_ == nullptr) return sndfileError(sf_error(nullptr));
+    bitDepth_ = (info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16 ? 16 : 24;
+    return {};
+  }
+
+  int bitDepth() const override { return bitDepth_; }
+
+  std::error_code write(std::span<const std::int32_t> samples) override {
+    const auto size = static_cast<sf_count_t>(samples.size());
+    const sf_count_t count = sf_write_int(sound_, samples.data(), size);
+    if (file_.failure()) return file_.failure();
+    return count == size ? std::error_code{} : sndfileError(sf_error(sound_));
+  }
+
+  std::error_code close() override {
+    // What is still to be written is the header, with the length in it.
+    const int number = sf_close(std::exchange(sound_, nullptr));
+    const std::error_code closing = file_.close();
+    if (file_.failure()) return file_.failure();
+    return number == SF_ERR_NO_ERROR ? closing : sndfileError(number);
+  }
+
+ private:
+  DiskFile file_;
+  SNDFILE* sound_ = nullptr;
+  int bitDepth_ = 0;
+};
+
+}  // namespace
+
+std::error_code SndfileWavFiles::create(const std::filesystem::path& path, WavFormat format,
+                                        std::unique_ptr<WavFile>& file) {
+  auto opened = std::make_unique<SndfileWavFile>();
+  if (const auto error = opened->open(path, format)) return error;
+  file = std::move(opened);
+  return {};
+}
+
+}  // namespace tallyrig

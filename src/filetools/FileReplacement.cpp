@@ -46,22 +46,23 @@ class Replacement {
   }
 
   TimecodeTrackError swap() {
-    const auto error = files_.exchange(staged_, source_);
+    // Without a second name the old file gets the backup's name by the exchange itself.
+    const Path& other = named_ ? staged_ : backup_;
+    if (!named_) {
+      if (const auto error = files_.rename(staged_, backup_)) return error;
+    }
+    const auto error = files_.exchange(other, source_);
     if (isUnsupported(error)) return renameOver();
     if (error) return error;
-    if (!isStill(files_, staged_, expected_)) return takeBack(TimecodeTrackFault::kSourceChanged);
-    if (!named_) {
-      if (const auto failure = files_.rename(staged_, backup_)) return takeBack(failure);
-      if (const auto failure = files_.sync(folder())) return takeBackFrom(backup_, failure);
-      return {};
-    }
-    if (const auto failure = files_.sync(folder())) return takeBack(failure);
-    files_.remove(staged_);
+    if (!isStill(files_, other, expected_)) return takeBack(other, TimecodeTrackFault::kSourceChanged);
+    if (const auto failure = files_.sync(folder())) return takeBack(other, failure);
+    if (named_) files_.remove(staged_);
     return {};
   }
 
   TimecodeTrackError renameOver() {
     if (!named_) {
+      if (const auto error = files_.rename(backup_, staged_)) return error;
       if (const auto error = files_.copy(source_, backup_)) return error;
       if (const auto error = files_.sync(backup_)) return error;
       if (const auto error = files_.sync(folder())) return error;
@@ -77,12 +78,10 @@ class Replacement {
 
   /// What came out of the source's place goes back, whoever's it is. Where even that fails the new file stands, and
   /// what came out becomes the backup.
-  TimecodeTrackError takeBack(TimecodeTrackError error) { return takeBackFrom(staged_, std::move(error)); }
-
-  TimecodeTrackError takeBackFrom(const Path& taken, TimecodeTrackError error) {
-    if (files_.exchange(taken, source_)) {
+  TimecodeTrackError takeBack(const Path& other, TimecodeTrackError error) {
+    if (files_.exchange(other, source_)) {
       // Where both are names of the old file, renaming one to the other leaves both.
-      if (taken != backup_ && !files_.rename(taken, backup_)) files_.remove(taken);
+      if (named_ && !files_.rename(staged_, backup_)) files_.remove(staged_);
       return {};
     }
     files_.sync(folder());

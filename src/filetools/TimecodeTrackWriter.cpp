@@ -112,6 +112,7 @@ class Transaction {
     if (stop_.stop_requested()) return cancelled();
     if (auto text = addTimecodeTrack(files_, staged, timecode_, format_)) return failure(std::move(*text));
     if (const auto error = validateMovie(files_, staged, timecode_, format_, inspection_)) return wrapped(error);
+    if (const auto error = sourceFileState(files_, staged, stagedState_)) return wrapped(error);
     return std::nullopt;
   }
 
@@ -119,6 +120,7 @@ class Transaction {
     SourceFileState replaced;
     std::unique_ptr<ByteSource> open;
     if (const auto error = sourceFileState(files_, url_, replaced)) return recover(error, std::nullopt);
+    if (replaced != stagedState_) return recover(TimecodeTrackFault::kSourceChanged, stagedState_);
     files_.openForReading(url_, open);
     if (const auto error = validateMovie(files_, url_, timecode_, format_, inspection_))
       return recover(error, replaced);
@@ -159,6 +161,8 @@ class Transaction {
   const std::stop_token& stop_;
   std::unique_ptr<ByteSource> source_;
   SourceFileState sourceState_;
+  /// The copy as it was before it took the source's place: what others did to it since must be spared.
+  SourceFileState stagedState_;
   MovieInspection inspection_;
   TimecodeTrackFormat format_;
   std::string backupName_;
@@ -174,7 +178,8 @@ std::string refusalText(std::error_code error) {
   if (error == MovieFault::kTimecodeOutOfRange || error == MovieFault::kOpenEndedMedia) {
     return "Could not append timecode sample: " + error.message();
   }
-  return "Could not write movie header: " + error.message();
+  const bool unread = error.category() != movieFaultCategory();
+  return (unread ? "Could not load duration: " : "Could not write movie header: ") + error.message();
 }
 
 std::error_code writePart(UserFiles& files, const Path& url, const TimecodeTrackEdit::Write& part) {

@@ -49,8 +49,8 @@ std::string openAtom(std::string_view type, std::string_view payload) {
 std::string TestTrack::bytes() const {
   const std::string head = versionAndFlags(wide, 3) + time(wide, 7) + time(wide, 8) + number32(id) + number32(0) +
                            time(wide, duration) + std::string(16, '\0') + kMatrix + std::string(8, '\0');
-  const std::string mediaHead =
-      versionAndFlags(wide, 0) + time(wide, 7) + time(wide, 8) + number32(600) + time(wide, duration) + number32(0);
+  const std::string mediaHead = versionAndFlags(wide, 0) + time(wide, 7) + time(wide, 8) + number32(mediaTimeScale) +
+                                time(wide, duration) + number32(0);
   const std::string handler = number32(0) + "mhlr" + mediaType + std::string(13, '\0');
   std::string offsets = number32(0) + number32(chunks.size());
   for (const std::uint64_t chunk : chunks) offsets += longOffsets ? number64(chunk) : number32(chunk);

@@ -38,6 +38,7 @@ struct TestTrack {
   std::string moreOfMedia = {};
   std::string moreOfInformation = {};
   std::string moreTables = {};
+  std::uint32_t mediaTimeScale = 600;
   /// What stands behind version and flags in stsd and stts, which are left out where this is empty.
   std::string description = {};
   std::string durations = {};

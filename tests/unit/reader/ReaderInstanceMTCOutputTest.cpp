@@ -1,12 +1,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <string>
 
+#include "mtc/MTCQuarterFrame.h"
 #include "reader/ReaderInstance.h"
-#include "support/MTCInput.h"
+#include "support/MTCSignal.h"
 #include "unit/reader/ReaderInstanceFixture.h"
 
 namespace tallyrig {

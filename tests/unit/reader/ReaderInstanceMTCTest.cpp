@@ -7,7 +7,7 @@
 #include <string>
 
 #include "reader/ReaderInstance.h"
-#include "support/MTCInput.h"
+#include "support/MTCTransport.h"
 #include "unit/reader/ReaderInstanceFixture.h"
 
 namespace tallyrig {
@@ -26,20 +26,24 @@ class ReaderInstanceMTCTest : public ReaderInstanceFixture {
     return settings;
   }
 
-  MTCInput input{world, "Port A", at25(10, 0, 0, 0)};
+  static constexpr Timecode kStart{10, 0, 0, 0, MTCFrameRate::fps25};
+  SimulatedMidiDestination& player = world.midi().addDestination("Player", false);
+  SimulatedMidiSource& source = world.midi().addSource("Port A");
+  SimulatedMidiCable& cable = world.midi().connect(player, source);
+  MTCTransport machine{world, player};
 };
 
 TEST_F(ReaderInstanceMTCTest, ShowsTheTruthFromTheSecondFrameOn) {
   const auto card = makeCard(onPort());
   card->startMonitoring();
   EXPECT_FALSE(card->sourceAvailabilityWarning());
-  EXPECT_THAT(card->selectedMIDIEndpoint(), Optional(input.source.endpoint()));
-  input.play();
+  EXPECT_THAT(card->selectedMIDIEndpoint(), Optional(source.endpoint()));
+  machine.play(kStart);
   world.runFor(100ms);
   for (int tick = 0; tick < 300; ++tick) {
     world.runFor(16ms);
     const HostTime now = world.clock().now();
-    ASSERT_EQ(card->displayedTimecode(now), input.truthAt(now));
+    ASSERT_EQ(card->displayedTimecode(now), machine.truthAt(world.clock().nanos()));
   }
   EXPECT_TRUE(card->isReceiving());
 }
@@ -47,7 +51,7 @@ TEST_F(ReaderInstanceMTCTest, ShowsTheTruthFromTheSecondFrameOn) {
 TEST_F(ReaderInstanceMTCTest, AnAnchorArrivesOneTurnOfTheMainQueueLater) {
   const auto card = makeCard(onPort());
   card->startMonitoring();
-  input.play();
+  machine.play(kStart);
   ASSERT_TRUE(world.runUntil([&] { return world.hasLogged("MTCReceiver: quarter-frame sequence"); }, 1s));
   EXPECT_FALSE(card->liveAnchor());
   world.runPending();
@@ -57,7 +61,7 @@ TEST_F(ReaderInstanceMTCTest, AnAnchorArrivesOneTurnOfTheMainQueueLater) {
 TEST_F(ReaderInstanceMTCTest, WhatWasOnItsWayWhenTheCardStoppedIsNotTaken) {
   const auto card = makeCard(onPort());
   card->startMonitoring();
-  input.play();
+  machine.play(kStart);
   ASSERT_TRUE(world.runUntil([&] { return world.hasLogged("MTCReceiver: quarter-frame sequence"); }, 1s));
   card->stopMonitoring();
   world.runFor(1s);
@@ -69,13 +73,14 @@ TEST_F(ReaderInstanceMTCTest, WhatWasOnItsWayWhenTheCardStoppedIsNotTaken) {
 TEST_F(ReaderInstanceMTCTest, TheEndOfTheStreamHoldsTheFrameOfTheLastPacket) {
   const auto card = makeCard(onPort());
   card->startMonitoring();
-  input.play();
-  world.runFor(2s);
-  const HostTime cut = world.clock().now();
-  input.stop();
+  machine.play(kStart);
+  world.runFor(2010ms);
+  const auto played = machine.truthAt(world.clock().nanos());
+  machine.stop();
+  ASSERT_TRUE(played);
   ASSERT_TRUE(world.runUntil([&] { return !card->isReceiving(); }, 1s));
   ASSERT_TRUE(card->currentTimecode());
-  EXPECT_THAT(card->currentTimecode()->signedFrameDistance(input.truthAt(cut)), Optional(testing::AnyOf(0, 1)))
+  EXPECT_THAT(card->currentTimecode()->signedFrameDistance(*played), Optional(testing::AnyOf(0, 1)))
       << "the last packet came up to a quarter of a frame before the cut";
   EXPECT_FALSE(card->liveAnchor());
   EXPECT_TRUE(
@@ -86,7 +91,7 @@ TEST_F(ReaderInstanceMTCTest, AFullFrameMovesAnIdleCard) {
   const auto card = makeCard(onPort());
   card->startMonitoring();
   world.runFor(10ms);
-  input.locate(at25(12, 34, 56, 7));
+  machine.locate(at25(12, 34, 56, 7));
   world.runFor(10ms);
   EXPECT_THAT(card->currentTimecode(), Optional(at25(12, 34, 56, 7)));
   EXPECT_FALSE(card->isReceiving());
@@ -98,19 +103,19 @@ TEST_F(ReaderInstanceMTCTest, TheOffsetIsNotForMTC) {
   settings.ltcFrameOffset = 10;
   const auto card = makeCard(settings);
   card->startMonitoring();
-  input.play();
-  world.runFor(1s);
-  EXPECT_EQ(card->displayedTimecode(world.clock().now()), input.truthAt(world.clock().now()));
+  machine.play(kStart);
+  world.runFor(1010ms);
+  EXPECT_EQ(card->displayedTimecode(world.clock().now()), machine.truthAt(world.clock().nanos()));
 }
 
 TEST_F(ReaderInstanceMTCTest, AStaleNumberWithARightNameIsFollowed) {
   const auto card = makeCard(onPort());
-  card->selectMIDISource(input.source.endpoint(), {{input.source.endpoint(), "Port A"}});
-  world.midi().unplug(input.source);
-  world.midi().plugIn(input.source);
+  card->selectMIDISource(source.endpoint(), {{source.endpoint(), "Port A"}});
+  world.midi().unplug(source);
+  world.midi().plugIn(source);
   card->startMonitoring();
-  EXPECT_THAT(card->selectedMIDIEndpoint(), Optional(input.source.endpoint()));
-  input.play();
+  EXPECT_THAT(card->selectedMIDIEndpoint(), Optional(source.endpoint()));
+  machine.play(kStart);
   world.runFor(1s);
   EXPECT_TRUE(card->isReceiving());
 }
@@ -131,14 +136,16 @@ TEST_F(ReaderInstanceMTCTest, JamLocksAtTheSecondAnchorAndRunsAnLTCOutput) {
   });
   QObject::connect(card.get(), &ReaderInstance::jamChanged,
                    [&] { states.emplace_back(card->jamSyncState(), anchors); });
-  input.play();
+  machine.play(kStart);
   world.runFor(1s);
   EXPECT_THAT(states,
               testing::ElementsAre(testing::Pair(JamSyncState::acquiring, 1), testing::Pair(JamSyncState::locked, 2)));
-  input.stop();
-  world.runFor(5s);
+  machine.stop();
+  world.runFor(5010ms);
   EXPECT_EQ(card->jamSyncState(), JamSyncState::freewheeling);
-  const auto apart = card->currentTimecode()->signedFrameDistance(input.truthAt(world.clock().now()));
+  const auto truth = machine.truthAt(world.clock().nanos());
+  ASSERT_TRUE(truth);
+  const auto apart = card->currentTimecode()->signedFrameDistance(*truth);
   // The output began in the middle of the input's frame with that frame's first sample, and a cycle later.
   EXPECT_THAT(apart, Optional(testing::AllOf(testing::Ge(0), testing::Le(2)))) << "the output's own clock goes on";
 }
@@ -149,10 +156,10 @@ TEST_F(ReaderInstanceMTCTest, TheEndOfTheStreamStopsTheOutputAndHoldsTheConfirme
   settings.selectedOutputDeviceName = "Desk";
   const auto card = makeCard(settings);
   card->startMonitoring();
-  input.play();
+  machine.play(kStart);
   world.runFor(2s);
   ASSERT_FALSE(wall.reservations->owners().empty());
-  input.stop();
+  machine.stop();
   ASSERT_TRUE(world.runUntil([&] { return !card->isReceiving(); }, 1s));
   const auto held = card->currentTimecode();
   ASSERT_TRUE(world.runUntil([&] { return world.hasLogged("LTC output stopped at"); }, 1s));

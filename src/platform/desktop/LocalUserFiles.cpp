@@ -94,11 +94,12 @@ std::error_code LocalUserFiles::openForReading(const Path& path, std::unique_ptr
 std::error_code LocalUserFiles::replacementFolder(const Path& source, Path& folder) {
   constexpr mode_t kOwnerOnly = 0700;
   const Path usual = folderOf(source) / ".tallyrig-staging";
-  if (::mkdir(usual.c_str(), kOwnerOnly) == 0 || (errno == EEXIST && isOurs(usual))) {
+  const bool made = ::mkdir(usual.c_str(), kOwnerOnly) == 0;
+  if (!made && errno != EEXIST) return lastError();
+  if (made || isOurs(usual)) {
     folder = usual;
     return {};
   }
-  if (errno != EEXIST) return lastError();
   std::string unusual = usual.string() + "-XXXXXX";
   if (::mkdtemp(unusual.data()) == nullptr) return lastError();
   folder = unusual;
@@ -135,14 +136,14 @@ std::error_code LocalUserFiles::sync(const Path& path) {
 
 std::error_code LocalUserFiles::exchange(const Path& one, const Path& other) {
   if (::renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0) return {};
-  const bool unsupported = errno == EINVAL || errno == ENOSYS;
+  const bool unsupported = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
   return unsupported ? std::make_error_code(std::errc::operation_not_supported) : lastError();
 }
 
 std::error_code LocalUserFiles::link(const Path& file, const Path& name) {
   if (::link(file.c_str(), name.c_str()) == 0) return {};
   // EPERM also where the system keeps users from linking each other's files.
-  const bool unsupported = errno == EPERM || errno == ENOSYS || errno == EMLINK;
+  const bool unsupported = errno == EPERM || errno == ENOSYS || errno == EOPNOTSUPP || errno == EMLINK;
   return unsupported ? std::make_error_code(std::errc::operation_not_supported) : lastError();
 }
 

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "FileFaults.h"
+#include "support/FileFaults.h"
 
 namespace tallyrig {
 namespace {

@@ -1,0 +1,240 @@
+#include "platform/mpv/MpvMoviePlayer.h"
+
+#include <array>
+#include <string_view>
+#include <utility>
+
+namespace tallyrig {
+namespace {
+
+constexpr std::string_view kDevicePrefix = "pipewire/";
+
+const mpv_node* member(const mpv_node& map, std::string_view key) {
+  if (map.format != MPV_FORMAT_NODE_MAP) return nullptr;
+  for (int i = 0; i < map.u.list->num; ++i) {
+    if (map.u.list->keys[i] == key) return &map.u.list->values[i];
+  }
+  return nullptr;
+}
+
+std::string textMember(const mpv_node& map, std::string_view key) {
+  const mpv_node* const node = member(map, key);
+  return node != nullptr && node->format == MPV_FORMAT_STRING ? node->u.string : "";
+}
+
+void setFlag(mpv_handle* handle, const char* name, bool value) {
+  int flag = value ? 1 : 0;
+  mpv_set_property_async(handle, 0, name, MPV_FORMAT_FLAG, &flag);
+}
+
+}  // namespace
+
+std::unique_ptr<MpvMoviePlayer> MpvMoviePlayer::create(SerialQueue& mainQueue, const std::string& audioDrivers) {
+  std::unique_ptr<MpvMoviePlayer> player(new MpvMoviePlayer(mainQueue));
+  return player->open(audioDrivers) ? std::move(player) : nullptr;
+}
+
+bool MpvMoviePlayer::open(const std::string& audioDrivers) {
+  handle_.reset(mpv_create());
+  if (!handle_) return false;
+  // Exact seeks, the last picture kept at the end, and nothing of the user's own configuration of other programs.
+  const std::array options{
+      std::pair{"config", "no"},
+      std::pair{"load-scripts", "no"},
+      std::pair{"ytdl", "no"},
+      std::pair{"vo", "libmpv"},
+      std::pair{"idle", "yes"},
+      std::pair{"keep-open", "yes"},
+      std::pair{"hr-seek", "yes"},
+      std::pair{"video-rotate", "no"},
+      std::pair{"pause", "yes"},
+      std::pair{"audio-display", "no"},
+      std::pair{"terminal", "no"},
+      std::pair{"input-default-bindings", "no"},
+      std::pair{"sub", "no"},
+      std::pair{"osd-level", "0"},
+      std::pair{"audio-client-name", "Tallyrig"},
+      std::pair{"ao", audioDrivers.c_str()},
+  };
+  for (const auto& [name, value] : options) {
+    if (mpv_set_option_string(handle_.get(), name, value) < 0) return false;
+  }
+  if (mpv_initialize(handle_.get()) < 0) return false;
+
+  auto deliver = lifetime_.guard([this](const std::shared_ptr<const MoviePicture>& picture) {
+    if (onPicture) onPicture(picture);
+  });
+  pictures_ = MpvPictures::create(*handle_, [&main = mainQueue_, deliver](std::shared_ptr<const MoviePicture> picture) {
+    main.post([deliver, picture = std::move(picture)] { deliver(picture); });
+  });
+  if (!pictures_) return false;
+
+  mpv_observe_property(handle_.get(), 0, "time-pos", MPV_FORMAT_DOUBLE);
+  mpv_observe_property(handle_.get(), 0, "duration", MPV_FORMAT_DOUBLE);
+  mpv_observe_property(handle_.get(), 0, "current-tracks/video/id", MPV_FORMAT_INT64);
+  mpv_observe_property(handle_.get(), 0, "current-tracks/video/demux-rotation", MPV_FORMAT_INT64);
+  mpv_observe_property(handle_.get(), 0, "pause", MPV_FORMAT_FLAG);
+  mpv_observe_property(handle_.get(), 0, "audio-device-list", MPV_FORMAT_NODE);
+  wake_ = std::make_shared<Wake>(mainQueue_, lifetime_.guard([this] { readEvents(); }));
+  mpv_set_wakeup_callback(
+      handle_.get(),
+      [](void* context) {
+        auto& wake = *static_cast<Wake*>(context);
+        if (!wake.isPosted.exchange(true)) wake.mainQueue.post(wake.readEvents);
+      },
+      wake_.get());
+  return true;
+}
+
+MpvMoviePlayer::~MpvMoviePlayer() {
+  if (handle_) mpv_set_wakeup_callback(handle_.get(), nullptr, nullptr);
+  pictures_.reset();
+  handle_.reset();
+}
+
+MoviePlayer::State MpvMoviePlayer::state() const {
+  if (!isLoaded_) return {.position = seekOnLoad_.value_or(0)};
+  return {seekTarget_.value_or(reportedPosition_), reportedDuration_, reportedVideo_, !reportedPause_};
+}
+
+void MpvMoviePlayer::load(const std::filesystem::path& file) {
+  isLoaded_ = false;
+  seekOnLoad_.reset();
+  seekTarget_.reset();
+  wantedEntry_.reset();
+  loadRequest_ = ++lastRequest_;
+  pause();
+  if (onPicture) onPicture(nullptr);
+  const std::string path = std::filesystem::absolute(file).string();
+  std::array command{"loadfile", path.c_str(), static_cast<const char*>(nullptr)};
+  mpv_command_async(handle_.get(), loadRequest_, command.data());
+}
+
+void MpvMoviePlayer::clear() {
+  isLoaded_ = false;
+  seekOnLoad_.reset();
+  seekTarget_.reset();
+  wantedEntry_.reset();
+  loadRequest_ = 0;
+  pause();
+  std::array command{"stop", static_cast<const char*>(nullptr)};
+  mpv_command_async(handle_.get(), ++lastRequest_, command.data());
+  if (onPicture) onPicture(nullptr);
+}
+
+void MpvMoviePlayer::setPaused(bool paused) {
+  setFlag(handle_.get(), "pause", paused);
+}
+
+void MpvMoviePlayer::seek(double seconds) {
+  if (isLoaded_) {
+    sendSeek(seconds);
+  } else {
+    seekOnLoad_ = seconds;
+  }
+}
+
+void MpvMoviePlayer::sendSeek(double seconds) {
+  seekTarget_ = seconds;
+  isSeekTaken_ = false;
+  seekRequest_ = ++lastRequest_;
+  const std::string target = std::to_string(seconds);
+  std::array command{"seek", target.c_str(), "absolute+exact", static_cast<const char*>(nullptr)};
+  mpv_command_async(handle_.get(), seekRequest_, command.data());
+}
+
+void MpvMoviePlayer::setMuted(bool muted) {
+  setFlag(handle_.get(), "mute", muted);
+}
+
+void MpvMoviePlayer::setOutputDevice(const std::optional<std::string>& name) {
+  outputDevice_ = name;
+  chooseDevice();
+}
+
+void MpvMoviePlayer::chooseDevice() {
+  std::string chosen = "auto";
+  for (const Device& device : devices_) {
+    if (outputDevice_ && device.description == *outputDevice_) chosen = device.name;
+  }
+  if (chosen == chosenDevice_) return;
+  chosenDevice_ = chosen;
+  const char* text = chosen.c_str();
+  mpv_set_property_async(handle_.get(), 0, "audio-device", MPV_FORMAT_STRING, &text);
+}
+
+void MpvMoviePlayer::readEvents() {
+  wake_->isPosted = false;
+  while (true) {
+    const mpv_event* const event = mpv_wait_event(handle_.get(), 0);
+    if (event->event_id == MPV_EVENT_NONE) return;
+    handle(*event);
+  }
+}
+
+void MpvMoviePlayer::handle(const mpv_event& event) {
+  switch (event.event_id) {
+    case MPV_EVENT_COMMAND_REPLY:
+      return handleReply(event);
+    case MPV_EVENT_PROPERTY_CHANGE:
+      return handleProperty(*static_cast<const mpv_event_property*>(event.data));
+    case MPV_EVENT_START_FILE:
+      startedEntry_ = static_cast<const mpv_event_start_file*>(event.data)->playlist_entry_id;
+      return;
+    case MPV_EVENT_FILE_LOADED:
+      if (startedEntry_ == wantedEntry_) handleLoaded();
+      return;
+    case MPV_EVENT_END_FILE:
+      if (static_cast<const mpv_event_end_file*>(event.data)->playlist_entry_id == wantedEntry_) isLoaded_ = false;
+      return;
+    case MPV_EVENT_PLAYBACK_RESTART:
+      if (isSeekTaken_) seekTarget_.reset();
+      return;
+    default:
+      return;
+  }
+}
+
+void MpvMoviePlayer::handleReply(const mpv_event& event) {
+  if (event.reply_userdata == loadRequest_ && event.error >= 0) {
+    const mpv_node* const entry =
+        member(static_cast<const mpv_event_command*>(event.data)->result, "playlist_entry_id");
+    if (entry != nullptr && entry->format == MPV_FORMAT_INT64) wantedEntry_ = entry->u.int64;
+  } else if (event.reply_userdata == seekRequest_) {
+    isSeekTaken_ = true;
+    if (event.error < 0) seekTarget_.reset();
+  }
+}
+
+void MpvMoviePlayer::handleLoaded() {
+  isLoaded_ = true;
+  if (const auto target = std::exchange(seekOnLoad_, std::nullopt)) sendSeek(*target);
+}
+
+void MpvMoviePlayer::handleProperty(const mpv_event_property& property) {
+  const std::string_view name = property.name;
+  const bool isKnown = property.format != MPV_FORMAT_NONE;
+  if (name == "time-pos") {
+    reportedPosition_ = isKnown ? *static_cast<const double*>(property.data) : 0;
+  } else if (name == "duration") {
+    reportedDuration_ = isKnown ? *static_cast<const double*>(property.data) : 0;
+  } else if (name == "current-tracks/video/id") {
+    reportedVideo_ = isKnown;
+  } else if (name == "current-tracks/video/demux-rotation") {
+    const std::int64_t degrees = isKnown ? *static_cast<const std::int64_t*>(property.data) : 0;
+    pictures_->setRotation(degrees % 90 == 0 ? static_cast<int>(degrees) : 0);
+  } else if (name == "pause") {
+    reportedPause_ = !isKnown || *static_cast<const int*>(property.data) != 0;
+  } else if (name == "audio-device-list" && isKnown) {
+    const auto& list = *static_cast<const mpv_node*>(property.data);
+    if (list.format != MPV_FORMAT_NODE_ARRAY) return;
+    devices_.clear();
+    for (int i = 0; i < list.u.list->num; ++i) {
+      Device device{textMember(list.u.list->values[i], "name"), textMember(list.u.list->values[i], "description")};
+      if (device.name.starts_with(kDevicePrefix)) devices_.push_back(std::move(device));
+    }
+    chooseDevice();
+  }
+}
+
+}  // namespace tallyrig

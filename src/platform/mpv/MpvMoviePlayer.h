@@ -1,0 +1,93 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/Lifetime.h"
+#include "platform/SerialQueue.h"
+#include "platform/mpv/MpvHandles.h"
+#include "platform/mpv/MpvPictures.h"
+
+namespace tallyrig {
+
+/// A movie player on one libmpv core. All commands are sent without waiting for the core; what it answers arrives as
+/// events on the main queue. Main thread.
+class MpvMoviePlayer final : public MoviePlayer {
+ public:
+  /// Empty if libmpv refuses.
+  static std::unique_ptr<MpvMoviePlayer> create(SerialQueue& mainQueue, const std::string& audioDrivers);
+  ~MpvMoviePlayer() override;
+
+  State state() const override;
+  void load(const std::filesystem::path& file) override;
+  void clear() override;
+  void play() override { setPaused(false); }
+  void pause() override { setPaused(true); }
+  void seek(double seconds) override;
+  void setMuted(bool muted) override;
+  void setOutputDevice(const std::optional<std::string>& name) override;
+  void setPictureSize(int width, int height) override { pictures_->setSize(width, height); }
+
+ private:
+  /// What the wake-up callback needs, on whatever thread libmpv calls it.
+  struct Wake {
+    Wake(SerialQueue& queue, std::function<void()> read) : mainQueue(queue), readEvents(std::move(read)) {}
+
+    SerialQueue& mainQueue;
+    std::function<void()> readEvents;
+    std::atomic<bool> isPosted{false};
+  };
+  struct Device {
+    std::string name;
+    std::string description;
+  };
+
+  explicit MpvMoviePlayer(SerialQueue& mainQueue) : mainQueue_(mainQueue) {}
+
+  bool open(const std::string& audioDrivers);
+  void setPaused(bool paused);
+  void sendSeek(double seconds);
+  void chooseDevice();
+  void readEvents();
+  void handle(const mpv_event& event);
+  void handleReply(const mpv_event& event);
+  void handleProperty(const mpv_event_property& property);
+  void handleLoaded();
+
+  SerialQueue& mainQueue_;
+  std::shared_ptr<Wake> wake_;
+  MpvHandle handle_;
+  std::unique_ptr<MpvPictures> pictures_;
+
+  // What libmpv last told. It tells of changes only, so nothing here is ever reset.
+  double reportedPosition_ = 0;
+  double reportedDuration_ = 0;
+  bool reportedVideo_ = false;
+  bool reportedPause_ = true;
+  std::vector<Device> devices_;
+
+  /// The file asked for last: the number of its request, and libmpv's of its entry once the request has been answered.
+  std::uint64_t lastRequest_ = 0;
+  std::uint64_t loadRequest_ = 0;
+  std::optional<std::int64_t> wantedEntry_;
+  std::int64_t startedEntry_ = 0;
+  bool isLoaded_ = false;
+  /// Where to go once the file is loaded, in seconds.
+  std::optional<double> seekOnLoad_;
+  /// A seek's target holds as position from the request until its picture is there.
+  std::uint64_t seekRequest_ = 0;
+  bool isSeekTaken_ = false;
+  std::optional<double> seekTarget_;
+  std::optional<std::string> outputDevice_;
+  /// What libmpv has been told.
+  std::string chosenDevice_ = "auto";
+  Lifetime lifetime_;
+};
+
+}  // namespace tallyrig

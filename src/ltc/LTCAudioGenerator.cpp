@@ -29,9 +29,14 @@ void LTCAudioGenerator::FreeEncoder::operator()(LTCEncoder* encoder) const noexc
 
 std::unique_ptr<LTCAudioGenerator> LTCAudioGenerator::create(MTCFrameRate frameRate, double sampleRate,
                                                              double volumeDBFS) {
+  return create(frameRate, exactFrameRate(frameRate), sampleRate, volumeDBFS);
+}
+
+std::unique_ptr<LTCAudioGenerator> LTCAudioGenerator::create(MTCFrameRate frameRate, double framesPerSecond,
+                                                             double sampleRate, double volumeDBFS) {
   if (!std::isfinite(sampleRate)) return nullptr;
   // At 29.97 frames a second the library sets the drop-frame flag and counts so by itself.
-  LTCEncoder* encoder = ltc_encoder_create(sampleRate, exactFrameRate(frameRate), standard(frameRate), 0);
+  LTCEncoder* encoder = ltc_encoder_create(sampleRate, framesPerSecond, standard(frameRate), 0);
   if (encoder == nullptr) return nullptr;
   ltc_encoder_set_volume(encoder, volumeDBFS);
   return std::unique_ptr<LTCAudioGenerator>(new LTCAudioGenerator(frameRate, encoder));
@@ -52,17 +57,19 @@ void LTCAudioGenerator::setTimecode(const Timecode& timecode) {
 LTCAudioGenerator::GeneratedFrame LTCAudioGenerator::nextFrame() {
   SMPTETimecode fields{};
   ltc_encoder_get_timecode(encoder_.get(), &fields);
+  GeneratedFrame frame{.timecode = {fields.hours, fields.mins, fields.secs, fields.frame, frameRate_}, .samples = {}};
+  nextFrame(frame.samples);
+  return frame;
+}
+
+void LTCAudioGenerator::nextFrame(std::vector<float>& samples) {
   ltc_encoder_encode_frame(encoder_.get());
   ltcsnd_sample_t* bytes = nullptr;
   const int count = ltc_encoder_get_bufferptr(encoder_.get(), &bytes, 1);
   ltc_encoder_inc_timecode(encoder_.get());
-
-  GeneratedFrame frame{.timecode = {fields.hours, fields.mins, fields.secs, fields.frame, frameRate_}, .samples = {}};
-  if (count <= 0) return frame;
-  frame.samples.resize(static_cast<std::size_t>(count));
-  std::transform(bytes, bytes + count, frame.samples.begin(),
+  samples.resize(static_cast<std::size_t>(std::max(count, 0)));
+  std::transform(bytes, bytes + samples.size(), samples.begin(),
                  [](ltcsnd_sample_t byte) { return static_cast<float>(byte - 128) * 0.0078125F; });
-  return frame;
 }
 
 }  // namespace tallyrig

@@ -25,12 +25,17 @@ class LTCAudioGenerator {
   /// `sampleRate` in hertz. A volume in dBFS above 0, or too low for 8 bits, leaves the encoder's own default of
   /// about -3 dBFS. Null if there can be no encoder for this sample rate.
   static std::unique_ptr<LTCAudioGenerator> create(MTCFrameRate frameRate, double sampleRate, double volumeDBFS);
+  /// Numbers like `frameRate` but gives each frame the length of another rate, as 23.976 does with the numbers of 24.
+  static std::unique_ptr<LTCAudioGenerator> create(MTCFrameRate frameRate, double framesPerSecond, double sampleRate,
+                                                   double volumeDBFS);
 
   /// The time of the next frame. Its rate is not looked at; each field must be within 0...255.
   void setTimecode(const Timecode& timecode);
 
   /// The next frame; moves on by one.
   GeneratedFrame nextFrame();
+  /// The same into `samples`, whose room is used again.
+  void nextFrame(std::vector<float>& samples);
 
  private:
   struct FreeEncoder {

@@ -30,15 +30,17 @@ bool isDark(const QPalette& palette) {
 
 }  // namespace
 
-Appearance::Appearance(const ReaderStore& store, const QPalette& systemPalette)
-    : store_(store), systemIsDark_(isDark(systemPalette)) {
+Appearance::Appearance(const ReaderStore& store, const DesktopColourScheme& desktop, const QPalette& systemPalette)
+    : store_(store), desktop_(desktop), systemIsDark_(isDark(systemPalette)) {
   connect(&store_, &ReaderStore::appearanceOverrideChanged, this, &Appearance::apply);
+  connect(&desktop_, &DesktopColourScheme::changed, this, &Appearance::apply);
   apply();
 }
 
 void Appearance::apply() {
   const AppearanceMode mode = store_.appearanceOverride();
-  const bool dark = mode == AppearanceMode::dark || (mode == AppearanceMode::system && systemIsDark_);
+  const bool dark = mode == AppearanceMode::dark ||
+                    (mode == AppearanceMode::system && desktop_.prefersDark().value_or(systemIsDark_));
   QGuiApplication::setPalette(paletteFor(dark));
   if (dark == dark_) return;
   dark_ = dark;

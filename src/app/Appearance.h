@@ -4,12 +4,13 @@
 #include <QObject>
 #include <QPalette>
 
+#include "app/DesktopColourScheme.h"
 #include "reader/ReaderStore.h"
 
 namespace tallyrig {
 
-/// Whether the interface is light or dark: what the user chose, else what the desktop's own palette was at start. Sets
-/// the application's palette to match. Main thread.
+/// Whether the interface is light or dark: what the user chose, else what the desktop says, else what the desktop's own
+/// palette was at start. Sets the application's palette to match. Main thread.
 class Appearance : public QObject {
   Q_OBJECT
   QML_ELEMENT
@@ -18,7 +19,7 @@ class Appearance : public QObject {
 
  public:
   /// `systemPalette` is the application's palette as the desktop gave it.
-  Appearance(const ReaderStore& store, const QPalette& systemPalette);
+  Appearance(const ReaderStore& store, const DesktopColourScheme& desktop, const QPalette& systemPalette);
 
   bool dark() const { return dark_; }
 
@@ -29,6 +30,7 @@ class Appearance : public QObject {
   void apply();
 
   const ReaderStore& store_;
+  const DesktopColourScheme& desktop_;
   const bool systemIsDark_;
   bool dark_ = false;
 };

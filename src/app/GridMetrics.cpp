@@ -9,6 +9,7 @@ namespace {
 
 constexpr double kHorizontalMargin = 64;
 constexpr double kVerticalMargin = 48;
+constexpr double kPinnedMargin = 8;
 constexpr double kEmptyHeight = 220;
 constexpr double kLeastHeight = 72;
 
@@ -50,15 +51,15 @@ int GridMetrics::tileMinimumWidthFor(TileSize size) {
   return 0;
 }
 
-double GridMetrics::minimumWidthFor(TileSize size) {
-  return tileMinimumWidthFor(size) + kHorizontalMargin;
+double GridMetrics::minimumWidthFor(TileSize size, bool pinned) {
+  return tileMinimumWidthFor(size) + (pinned ? kPinnedMargin : kHorizontalMargin);
 }
 
-double GridMetrics::minimumHeightFor(TileSize size, const std::vector<TileDisplayMode>& modes) {
+double GridMetrics::minimumHeightFor(TileSize size, const std::vector<TileDisplayMode>& modes, bool pinned) {
   if (modes.empty()) return kEmptyHeight;
   double smallest = 1;
   for (const TileDisplayMode mode : modes) smallest = std::min(smallest, heightScale(mode));
-  return std::max(kLeastHeight, fullHeight(size) * smallest + kVerticalMargin);
+  return std::max(kLeastHeight, fullHeight(size) * smallest + (pinned ? kPinnedMargin : kVerticalMargin));
 }
 
 void GridMetrics::setStore(ReaderStore* store) {
@@ -71,6 +72,13 @@ void GridMetrics::setStore(ReaderStore* store) {
   }
   emit storeChanged();
   watchReaders();
+}
+
+void GridMetrics::setPinned(bool pinned) {
+  if (pinned_ == pinned) return;
+  pinned_ = pinned;
+  emit pinnedChanged();
+  recompute();
 }
 
 void GridMetrics::watchReaders() {
@@ -87,8 +95,8 @@ void GridMetrics::recompute() {
   const TileSize size = store_->globalTileSize();
   const auto whole = [](double length) { return static_cast<int>(std::ceil(length)); };
   const int tileWidth = tileMinimumWidthFor(size);
-  const int width = whole(minimumWidthFor(size));
-  const int height = whole(minimumHeightFor(size, modes));
+  const int width = whole(minimumWidthFor(size, pinned_));
+  const int height = whole(minimumHeightFor(size, modes, pinned_));
   if (tileWidth == tileMinimumWidth_ && width == minimumWidth_ && height == minimumHeight_) return;
   tileMinimumWidth_ = tileWidth;
   minimumWidth_ = width;

@@ -15,6 +15,8 @@ class GridMetrics : public QObject {
   Q_OBJECT
   QML_ELEMENT
   Q_PROPERTY(tallyrig::ReaderStore* store READ store WRITE setStore NOTIFY storeChanged REQUIRED)
+  /// The window is pinned, where it leaves less room around the cards.
+  Q_PROPERTY(bool pinned READ pinned WRITE setPinned NOTIFY pinnedChanged)
   Q_PROPERTY(int tileMinimumWidth READ tileMinimumWidth NOTIFY changed)
   /// The least the window may be made.
   Q_PROPERTY(int minimumWidth READ minimumWidth NOTIFY changed)
@@ -22,19 +24,22 @@ class GridMetrics : public QObject {
 
  public:
   static int tileMinimumWidthFor(TileSize size);
-  static double minimumWidthFor(TileSize size);
-  static double minimumHeightFor(TileSize size, const std::vector<TileDisplayMode>& modes);
+  static double minimumWidthFor(TileSize size, bool pinned);
+  static double minimumHeightFor(TileSize size, const std::vector<TileDisplayMode>& modes, bool pinned);
 
   using QObject::QObject;
 
   ReaderStore* store() const { return store_; }
   void setStore(ReaderStore* store);
+  bool pinned() const { return pinned_; }
+  void setPinned(bool pinned);
   int tileMinimumWidth() const { return tileMinimumWidth_; }
   int minimumWidth() const { return minimumWidth_; }
   int minimumHeight() const { return minimumHeight_; }
 
  signals:
   void storeChanged();
+  void pinnedChanged();
   void changed();
 
  private:
@@ -42,6 +47,7 @@ class GridMetrics : public QObject {
   void recompute();
 
   QPointer<ReaderStore> store_;
+  bool pinned_ = false;
   int tileMinimumWidth_ = 0;
   int minimumWidth_ = 0;
   int minimumHeight_ = 0;

@@ -1,5 +1,6 @@
 #include "app/TallyrigApp.h"
 
+#include <QCoreApplication>
 #include <chrono>
 
 namespace tallyrig {
@@ -8,13 +9,23 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr const char* kConfirmedQuit = "Tallyrig.confirmedApplicationQuit";
+const QString kUnknown = QStringLiteral("—");
 /// Lets the question leave the screen before the windows do.
 constexpr auto kTerminationDelay = 100ms;
 
 }  // namespace
 
-TallyrigApp::TallyrigApp(ReaderStore& store, SerialQueue& mainQueue, Log& log)
-    : store_(store), mainQueue_(mainQueue), log_(log) {}
+TallyrigApp::TallyrigApp(ReaderStore& store, SerialQueue& mainQueue, Log& log, const QString& build)
+    : store_(store), mainQueue_(mainQueue), log_(log), build_(build) {}
+
+QString TallyrigApp::version() {
+  const QString version = QCoreApplication::applicationVersion();
+  return version.isEmpty() ? kUnknown : version;
+}
+
+QString TallyrigApp::build() const {
+  return build_.isEmpty() ? kUnknown : build_;
+}
 
 void TallyrigApp::mainWindowAppeared() {
   if (didBootstrap_) return;

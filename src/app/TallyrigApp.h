@@ -10,20 +10,29 @@
 
 namespace tallyrig {
 
-/// The life of the application as its windows show it: what waits for a confirmation, and
+/// The life of the application as its windows show it: which of them stand open, what waits for a confirmation, and
 /// the way from the first appearance to the end. Main thread.
 class TallyrigApp : public QObject {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("Made where the program is put together")
+  Q_PROPERTY(bool aboutIsOpen MEMBER aboutIsOpen_ NOTIFY aboutIsOpenChanged)
+  Q_PROPERTY(bool settingsIsOpen MEMBER settingsIsOpen_ NOTIFY settingsIsOpenChanged)
+  /// The program's version, and its build where it has one.
+  Q_PROPERTY(QString version READ version CONSTANT)
+  Q_PROPERTY(QString build READ build CONSTANT)
   /// The question whether to quit is up.
   Q_PROPERTY(bool confirmingQuit READ confirmingQuit NOTIFY confirmingQuitChanged)
   /// The question whether to clear all cards is up.
   Q_PROPERTY(bool confirmingClearAll READ confirmingClearAll NOTIFY confirmingClearAllChanged)
 
  public:
-  TallyrigApp(ReaderStore& store, SerialQueue& mainQueue, Log& log);
+  /// `build` is empty where builds are not counted.
+  TallyrigApp(ReaderStore& store, SerialQueue& mainQueue, Log& log, const QString& build);
 
+  SerialQueue& mainQueue() { return mainQueue_; }
+  static QString version();
+  QString build() const;
   bool confirmingQuit() const { return confirmingQuit_; }
   bool confirmingClearAll() const { return confirmingClearAll_; }
 
@@ -41,6 +50,8 @@ class TallyrigApp : public QObject {
   Q_INVOKABLE void confirmClearAll();
 
  signals:
+  void aboutIsOpenChanged();
+  void settingsIsOpenChanged();
   void confirmingQuitChanged();
   void confirmingClearAllChanged();
   /// The user has decided to quit: windows may close from here on.
@@ -55,7 +66,10 @@ class TallyrigApp : public QObject {
   ReaderStore& store_;
   SerialQueue& mainQueue_;
   Log& log_;
+  const QString build_;
   bool didBootstrap_ = false;
+  bool aboutIsOpen_ = false;
+  bool settingsIsOpen_ = false;
   bool confirmingQuit_ = false;
   bool confirmingClearAll_ = false;
   Lifetime lifetime_;

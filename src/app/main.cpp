@@ -6,12 +6,14 @@
 #include <filesystem>
 
 #include "app/Appearance.h"
+#include "app/DesktopColourScheme.h"
 #include "app/Fonts.h"
 #include "app/MainWindowCloseHandler.h"
 #include "app/SettingsForms.h"
 #include "app/SoundServerWatch.h"
 #include "app/TallyrigApp.h"
 #include "app/TerminationSignals.h"
+#include "app/WindowManager.h"
 #include "audio/DeviceRegistry.h"
 #include "audio/LTCAudioInputHub.h"
 #include "platform/Log.h"
@@ -50,6 +52,8 @@ void chooseRenderer() {
 int main(int argc, char** argv) {
   TerminationSignals terminationSignals;
   chooseRenderer();
+  // The pinned window shows what is behind it between the cards.
+  QQuickWindow::setDefaultAlphaBuffer(true);
   QGuiApplication application(argc, argv);
   QGuiApplication::setApplicationName("Tallyrig");
   QGuiApplication::setApplicationVersion(TALLYRIG_VERSION);
@@ -82,12 +86,17 @@ int main(int argc, char** argv) {
 
   SettingsForms forms(store, services);
   SoundServerWatch soundServerWatch(audio, services, store);
-  Appearance appearance(store, systemPalette);
-  TallyrigApp app(store, scheduler.mainQueue(), log);
+  DesktopColourScheme desktop(QDBusConnection::sessionBus());
+  Appearance appearance(store, desktop, systemPalette);
+  TallyrigApp app(store, scheduler.mainQueue(), log, TALLYRIG_BUILD);
+  // Under Wayland a window has no say in where it stands or what it stands above.
+  WindowManager windowManager(preferences, clock, scheduler.mainQueue(),
+                              !QGuiApplication::platformName().startsWith("wayland"));
   MainWindowCloseHandler closeHandler([&app] { app.requestQuit(); });
   QQmlApplicationEngine engine;
   engine.addImportPath("qrc:/qt/qml");
   engine.setInitialProperties({{"app", QVariant::fromValue(&app)},
+                               {"windowManager", QVariant::fromValue(&windowManager)},
                                {"store", QVariant::fromValue(&store)},
                                {"renderClock", QVariant::fromValue(&renderClock)},
                                {"forms", QVariant::fromValue(&forms)},
@@ -96,7 +105,10 @@ int main(int argc, char** argv) {
   engine.load(QUrl("qrc:/qt/qml/Tallyrig/MainWindow.qml"));
   if (engine.rootObjects().isEmpty()) return 1;
 
-  closeHandler.install(qobject_cast<QWindow*>(engine.rootObjects().constFirst()));
+  auto* window = qobject_cast<QWindow*>(engine.rootObjects().constFirst());
+  closeHandler.install(window);
+  windowManager.attach(window);
+  window->show();
 
   QObject::connect(&app, &TallyrigApp::confirmedApplicationQuit, &closeHandler,
                    &MainWindowCloseHandler::allowConfirmedQuit);

@@ -63,6 +63,8 @@ TEST_F(Display, AnIdleGeneratorShowsItsStartAtEverySize) {
       {.label = "Medium", .colour = "#703010", .tileSize = "Medium", .generatorStart = "17:28:39:04"},
       {.label = "Large", .colour = "#105030", .tileSize = "Large", .generatorStart = "23:59:08:29"},
   }));
+  // Cards of one wall have one size; the window that fits the medium ones is too small for the large one.
+  program().writePreferences("[General]\nTallyrig.MainWindowManuallySized=true\n");
   program().start();
   EXPECT_TRUE(showsDigits("small", "#104080", "01:23:45:06"));
   EXPECT_TRUE(showsDigits("medium", "#703010", "17:28:39:04"));

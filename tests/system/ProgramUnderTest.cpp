@@ -77,6 +77,19 @@ std::string ProgramUnderTest::readReaders() const {
   return fileText(readersPath());
 }
 
+fs::path ProgramUnderTest::preferencesPath() const {
+  return home_ / "config" / "Tallyrig" / "Tallyrig.conf";
+}
+
+void ProgramUnderTest::writePreferences(const std::string& text) const {
+  fs::create_directories(preferencesPath().parent_path());
+  std::ofstream(preferencesPath(), std::ios::binary) << text;
+}
+
+std::string ProgramUnderTest::readPreferences() const {
+  return fileText(preferencesPath());
+}
+
 void ProgramUnderTest::start() {
   Environment environment = currentEnvironment();
   for (const char* name : {"WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "PIPEWIRE_REMOTE"}) environment.erase(name);

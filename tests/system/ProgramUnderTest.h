@@ -47,6 +47,10 @@ class ProgramUnderTest {
   void writeReaders(const std::string& text) const;
   /// Empty if there is no such file.
   std::string readReaders() const;
+  /// The small settings, as Qt keeps them: "[General]" and a line for each key.
+  std::filesystem::path preferencesPath() const;
+  void writePreferences(const std::string& text) const;
+  std::string readPreferences() const;
 
   void start();
   WatchedProcess& process() { return *process_; }

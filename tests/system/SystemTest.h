@@ -41,7 +41,7 @@ class SystemTest : public testing::Test {
   testing::AssertionResult pressAction(const std::string& colour);
   /// The button at the foot of a card's settings, once they stand open. In the light appearance.
   testing::AssertionResult pressApply();
-  /// The button in the window's top right corner.
+  /// The first of the buttons in the window's top right corner.
   testing::AssertionResult pressAddReader();
 
  private:

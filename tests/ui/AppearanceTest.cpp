@@ -27,8 +27,8 @@ TEST(Appearance, UsersChoiceHoldsAndChangesTheWindowAtOnce) {
 TEST(Appearance, FollowsTheDesktopsPaletteWithoutAChoice) {
   UiRig rig;
   rig.open();
-  EXPECT_TRUE(Appearance(rig.store(), QPalette(QColor(30, 30, 30))).dark());
-  EXPECT_FALSE(Appearance(rig.store(), QPalette(QColor(240, 240, 240))).dark());
+  EXPECT_TRUE(Appearance(rig.store(), rig.desktop, QPalette(QColor(30, 30, 30))).dark());
+  EXPECT_FALSE(Appearance(rig.store(), rig.desktop, QPalette(QColor(240, 240, 240))).dark());
 }
 
 TEST(SoundServerWatch, NoticeStandsAcrossTheTopWhileTheServerIsAway) {

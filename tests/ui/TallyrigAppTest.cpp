@@ -48,7 +48,7 @@ TEST(TallyrigApp, CardsStartWhenTheWindowFirstAppearsAndOnlyThen) {
 TEST(TallyrigApp, CardsWaitForTheStepAfterTheWindowsAppearance) {
   Wall wall;
   wall.open();
-  TallyrigApp app(*wall.store, wall.world.scheduler().mainQueue(), wall.world.log());
+  TallyrigApp app(*wall.store, wall.world.scheduler().mainQueue(), wall.world.log(), QString());
   app.mainWindowAppeared();
   EXPECT_EQ(wall.world.logCount(kCardStarted), 0U);
   wall.world.runPending();

@@ -30,14 +30,17 @@ void UiRig::open() {
   renderClock.emplace(wall.world.clock(), wall.world.scheduler(), wall.world.log());
   forms.emplace(store(), wall.services());
   soundServer.emplace(wall.world.audio(), wall.services(), *wall.store);
-  appearance.emplace(store(), QPalette(Qt::white));
-  app.emplace(store(), wall.world.scheduler().mainQueue(), wall.world.log());
+  appearance.emplace(store(), desktop, QPalette(Qt::white));
+  app.emplace(store(), wall.world.scheduler().mainQueue(), wall.world.log(), QString());
+  if (!fitsWindow) wall.world.preferences().setString("Tallyrig.MainWindowManuallySized", "true");
+  windowManager.emplace(wall.world.preferences(), wall.world.clock(), wall.world.scheduler().mainQueue(), canFloat);
   closeHandler.emplace([this] { app->requestQuit(); });
   QObject::connect(&*app, &TallyrigApp::confirmedApplicationQuit, &*closeHandler,
                    &MainWindowCloseHandler::allowConfirmedQuit);
   engine.emplace();
   engine->addImportPath("qrc:/qt/qml");
   engine->setInitialProperties({{"app", QVariant::fromValue(&*app)},
+                                {"windowManager", QVariant::fromValue(&*windowManager)},
                                 {"store", QVariant::fromValue(&*wall.store)},
                                 {"renderClock", QVariant::fromValue(&*renderClock)},
                                 {"forms", QVariant::fromValue(&*forms)},
@@ -47,6 +50,8 @@ void UiRig::open() {
   ASSERT_FALSE(engine->rootObjects().isEmpty());
   window = qobject_cast<QQuickWindow*>(engine->rootObjects().constFirst());
   closeHandler->install(window);
+  windowManager->attach(window);
+  window->show();
   ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
   runFor(std::chrono::milliseconds(50));
 }
@@ -112,6 +117,12 @@ void UiRig::click(QQuickItem* item) {
 
 void UiRig::press(Qt::Key key, Qt::KeyboardModifiers modifiers) {
   pressIn(window, key, modifiers);
+}
+
+void UiRig::tabTo(QQuickItem* item) {
+  constexpr int kMostStops = 60;
+  for (int stop = 0; stop < kMostStops && window->activeFocusItem() != item; ++stop) press(Qt::Key_Tab);
+  ASSERT_EQ(window->activeFocusItem(), item);
 }
 
 void UiRig::pressIn(QWindow* target, Qt::Key key, Qt::KeyboardModifiers modifiers) {

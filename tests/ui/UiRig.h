@@ -9,10 +9,12 @@
 #include <vector>
 
 #include "app/Appearance.h"
+#include "app/DesktopColourScheme.h"
 #include "app/MainWindowCloseHandler.h"
 #include "app/SettingsForms.h"
 #include "app/SoundServerWatch.h"
 #include "app/TallyrigApp.h"
+#include "app/WindowManager.h"
 #include "support/Wall.h"
 #include "timecode/TimecodeRenderClock.h"
 
@@ -44,6 +46,8 @@ class UiRig {
   void click(QQuickItem* item);
   void clickAt(QPoint point);
   void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {});
+  /// Presses Tab until the item has the keyboard.
+  void tabTo(QQuickItem* item);
   /// In another window than the main one.
   void pressIn(QWindow* target, Qt::Key key, Qt::KeyboardModifiers modifiers = {});
   /// Opens a menu of the menu bar and clicks on the command of that text.
@@ -61,12 +65,20 @@ class UiRig {
   QQuickItem* tile(std::size_t index) const { return findAll("tile").at(index); }
   bool popoverIsOpen() const { return find("apply") != nullptr; }
 
+  /// Before `open`: whether the window takes the size that its cards ask for. Otherwise it counts as sized by hand.
+  bool fitsWindow = false;
+  /// Before `open`: whether the desktop lets a window float.
+  bool canFloat = true;
+
   Wall wall;
+  /// A desktop that says nothing.
+  DesktopColourScheme desktop{QDBusConnection("none")};
   std::optional<TimecodeRenderClock> renderClock;
   std::optional<SettingsForms> forms;
   std::optional<SoundServerWatch> soundServer;
   std::optional<Appearance> appearance;
   std::optional<TallyrigApp> app;
+  std::optional<WindowManager> windowManager;
   std::optional<MainWindowCloseHandler> closeHandler;
   std::optional<QQmlApplicationEngine> engine;
   QQuickWindow* window = nullptr;

@@ -7,6 +7,7 @@ T.Button {
     id: control
 
     property color textColor: Theme.text
+    property string symbol
 
     implicitWidth: Math.max(72, contentItem.implicitWidth + leftPadding + rightPadding)
     implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
@@ -17,13 +18,32 @@ T.Button {
     font.pixelSize: Theme.buttonSize
     Accessible.name: text
 
-    contentItem: Text {
-        text: control.text
-        font: control.font
-        color: control.enabled ? control.textColor : Theme.hairline
-        horizontalAlignment: Text.AlignHCenter
-        verticalAlignment: Text.AlignVCenter
-        elide: Text.ElideRight
+    contentItem: Item {
+        implicitWidth: label.implicitWidth + (control.symbol ? 20 : 0)
+        implicitHeight: label.implicitHeight
+
+        Row {
+            anchors.centerIn: parent
+            spacing: 6
+
+            Loader {
+                anchors.verticalCenter: parent.verticalCenter
+                active: control.symbol !== ""
+                visible: active
+                sourceComponent: AppIcon {
+                    name: control.symbol
+                    size: 14
+                    color: label.color
+                }
+            }
+            Text {
+                id: label
+
+                text: control.text
+                font: control.font
+                color: control.enabled ? control.textColor : Theme.hairline
+            }
+        }
     }
     background: Rectangle {
         radius: 8

@@ -6,9 +6,15 @@ import Tallyrig
 Rectangle {
     id: bar
 
+    required property TallyrigApp app
+    required property WindowManager windowManager
     property list<T.Menu> menus
 
+    readonly property bool isNarrow: width < 360
+
     signal addRequested()
+    signal settingsRequested()
+    signal aboutToggled()
 
     implicitHeight: 46
     color: Theme.bar
@@ -16,12 +22,12 @@ Rectangle {
     Accessible.name: "Toolbar"
 
     AppMenuBar {
-        anchors { left: parent.left; leftMargin: 11; verticalCenter: parent.verticalCenter }
+        anchors { left: parent.left; leftMargin: bar.isNarrow ? 4 : 11; verticalCenter: parent.verticalCenter }
         menus: bar.menus
     }
     Row {
-        anchors { right: parent.right; rightMargin: 20; verticalCenter: parent.verticalCenter }
-        spacing: 8
+        anchors { right: parent.right; rightMargin: bar.isNarrow ? 8 : 20; verticalCenter: parent.verticalCenter }
+        spacing: bar.isNarrow ? 4 : 8
 
         AppIconButton {
             objectName: "addReader"
@@ -30,6 +36,37 @@ Rectangle {
             text: "Add Reader"
             toolTip: "Add Reader"
             onClicked: bar.addRequested()
+        }
+        AppIconButton {
+            readonly property bool isPinned: bar.windowManager.isOnTop
+
+            objectName: "pin"
+            symbol: isPinned ? "pin-fill" : "pin"
+            symbolSize: 17
+            text: "Pin"
+            toolTip: isPinned ? "Stop floating above other windows"
+                              : bar.windowManager.canFloat ? "Float above all other windows"
+                                                           : "Show the cards alone; this desktop lets no window float"
+            onClicked: {
+                bar.windowManager.isOnTop = !bar.windowManager.isOnTop
+                bar.windowManager.applyPinState()
+            }
+        }
+        AppIconButton {
+            objectName: "globalSettings"
+            symbol: "gear"
+            symbolSize: 17
+            text: "Settings"
+            toolTip: "Global Settings"
+            onClicked: bar.settingsRequested()
+        }
+        AppIconButton {
+            objectName: "about"
+            symbol: "info-circle"
+            symbolSize: 17
+            text: "About"
+            toolTip: bar.app.aboutIsOpen ? "Close About" : "About Tallyrig"
+            onClicked: bar.aboutToggled()
         }
     }
     Rectangle {

@@ -7,6 +7,7 @@ Window {
     id: window
 
     required property TallyrigApp app
+    required property WindowManager windowManager
     required property ReaderStore store
     required property TimecodeRenderClock renderClock
     required property SettingsForms forms
@@ -18,14 +19,28 @@ Window {
     height: 700
     minimumWidth: metrics.minimumWidth
     minimumHeight: metrics.minimumHeight
-    color: Theme.window
-    visible: true
+    color: windowManager.isOnTop ? "transparent" : Theme.window
+    // A window that stands open already comes to the front.
+    function openSettings() {
+        app.settingsIsOpen = true
+        bringForward(settings.item)
+    }
+    function openAbout() {
+        app.aboutIsOpen = true
+        bringForward(about.item)
+    }
+    function bringForward(other: Window) {
+        other.raise()
+        other.requestActivate()
+    }
+
     onVisibleChanged: if (visible) app.mainWindowAppeared()
 
     GridMetrics {
         id: metrics
 
         store: window.store
+        pinned: window.windowManager.isOnTop
     }
     Binding {
         target: Theme
@@ -37,18 +52,41 @@ Window {
         context: Qt.ApplicationShortcut
         onActivated: window.app.requestQuit()
     }
+    Shortcut {
+        sequence: "Ctrl+,"
+        context: Qt.ApplicationShortcut
+        onActivated: window.openSettings()
+    }
+    Shortcut {
+        sequence: "Escape"
+        enabled: window.windowManager.isOnTop
+        onActivated: window.windowManager.exitPinnedMode()
+    }
     ReaderGridView {
         anchors.fill: parent
         focus: true
+        app: window.app
+        windowManager: window.windowManager
         store: window.store
         renderClock: window.renderClock
         forms: window.forms
         tileMinimumWidth: metrics.tileMinimumWidth
         notice: window.soundServer.notice
+        onSettingsRequested: window.openSettings()
+        onAboutToggled: window.app.aboutIsOpen = !window.app.aboutIsOpen
         menus: [
             AppCommandMenu {
                 title: "Tallyrig"
 
+                AppCommand {
+                    text: "About Tallyrig"
+                    onTriggered: window.openAbout()
+                }
+                AppCommand {
+                    text: "Settings…"
+                    keys: "Ctrl+,"
+                    onTriggered: window.openSettings()
+                }
                 AppCommand {
                     text: "Quit Tallyrig…"
                     keys: "Ctrl+Q"
@@ -64,6 +102,27 @@ Window {
                 }
             }
         ]
+    }
+    Loader {
+        id: settings
+
+        active: window.app.settingsIsOpen
+        sourceComponent: GlobalSettingsView {
+            transientParent: window
+            app: window.app
+            store: window.store
+            onClosed: window.app.settingsIsOpen = false
+        }
+    }
+    Loader {
+        id: about
+
+        active: window.app.aboutIsOpen
+        sourceComponent: AboutView {
+            transientParent: window
+            app: window.app
+            onClosed: window.app.aboutIsOpen = false
+        }
     }
     Loader {
         active: window.app.confirmingQuit

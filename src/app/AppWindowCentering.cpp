@@ -1,8 +1,8 @@
 #include "app/AppWindowCentering.h"
 
-#include <QGuiApplication>
-#include <QScreen>
 #include <chrono>
+
+#include "app/WindowFrame.h"
 
 namespace tallyrig {
 namespace {
@@ -33,13 +33,11 @@ void AppWindowCentering::attach(QQuickWindow* window) {
 }
 
 void AppWindowCentering::centre(QQuickWindow& window) {
-  const QScreen* screen = window.screen() ? window.screen() : QGuiApplication::primaryScreen();
+  const QScreen* screen = screenOf(window);
   if (!screen) return;
   const QMargins frame = window.frameMargins();
   const QSize outer = window.size() + QSize(frame.left() + frame.right(), frame.top() + frame.bottom());
-  const QRect area = screen->availableGeometry();
-  window.setFramePosition(
-      {area.x() + (area.width() - outer.width()) / 2, area.y() + (area.height() - outer.height()) / 2});
+  window.setFramePosition(centredIn(outer, screen->availableGeometry()).topLeft());
 }
 
 }  // namespace tallyrig

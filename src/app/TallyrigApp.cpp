@@ -30,7 +30,10 @@ QString TallyrigApp::build() const {
 void TallyrigApp::mainWindowAppeared() {
   if (didBootstrap_) return;
   didBootstrap_ = true;
-  mainQueue_.post(lifetime_.guard([this] { store_.startSavedReaders(); }));
+  mainQueue_.post(lifetime_.guard([this] {
+    store_.startSavedReaders();
+    for (const char* id : {"wav-generator", "file-analyser", "media-player"}) emit toolWindowDismissed(id);
+  }));
 }
 
 void TallyrigApp::requestQuit() {

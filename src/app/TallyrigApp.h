@@ -36,7 +36,8 @@ class TallyrigApp : public QObject {
   bool confirmingQuit() const { return confirmingQuit_; }
   bool confirmingClearAll() const { return confirmingClearAll_; }
 
-  /// Starts the saved cards, once, in the next step of the main queue. Later appearances do nothing.
+  /// Starts the saved cards and dismisses the tool windows, once, in the next step of the main queue. Later appearances
+  /// do nothing.
   Q_INVOKABLE void mainWindowAppeared();
 
   /// Both the quit command and the main window's close button come here.
@@ -54,6 +55,8 @@ class TallyrigApp : public QObject {
   void settingsIsOpenChanged();
   void confirmingQuitChanged();
   void confirmingClearAllChanged();
+  /// The tool window of that id is not to stand open.
+  void toolWindowDismissed(const QString& id);
   /// The user has decided to quit: windows may close from here on.
   void confirmedApplicationQuit();
   /// The process is to end now.

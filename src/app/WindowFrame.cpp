@@ -1,5 +1,6 @@
 #include "app/WindowFrame.h"
 
+#include <QGuiApplication>
 #include <QRegularExpression>
 #include <algorithm>
 #include <cmath>
@@ -66,6 +67,20 @@ QRect clampedToScreens(const QRect& frame, const std::vector<QRect>& screens) {
   const auto touched =
       std::find_if(screens.begin(), screens.end(), [&](const QRect& screen) { return screen.intersects(frame); });
   return fittedInto(frame, touched == screens.end() ? screens.front() : *touched);
+}
+
+QRect centredIn(QSize size, const QRect& area) {
+  return {area.topLeft() + QPoint((area.width() - size.width()) / 2, (area.height() - size.height()) / 2), size};
+}
+
+std::vector<QRect> freeAreas() {
+  std::vector<QRect> areas;
+  for (const QScreen* screen : QGuiApplication::screens()) areas.push_back(screen->availableGeometry());
+  return areas;
+}
+
+QScreen* screenOf(const QWindow& window) {
+  return window.screen() ? window.screen() : QGuiApplication::primaryScreen();
 }
 
 QSize wallSize(int tileCount, TileSize tileSize) {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QRect>
+#include <QScreen>
 #include <QSize>
+#include <QWindow>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,6 +25,14 @@ std::optional<QRect> frameFromText(std::string_view text);
 QRect fittedInto(const QRect& frame, const QRect& area);
 /// `frame` fitted into the first of the screens that it touches, else into the first. As it is if there is none.
 QRect clampedToScreens(const QRect& frame, const std::vector<QRect>& screens);
+
+/// A frame of that size in the middle of `area`.
+QRect centredIn(QSize size, const QRect& area);
+
+/// The screens' free areas, the main screen's first.
+std::vector<QRect> freeAreas();
+/// The window's screen, else the main one; null if there is none.
+QScreen* screenOf(const QWindow& window);
 
 /// The room that a wall of so many cards asks for: up to three columns and as many rows as that takes.
 QSize wallSize(int tileCount, TileSize tileSize);

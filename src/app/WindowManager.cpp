@@ -1,10 +1,7 @@
 #include "app/WindowManager.h"
 
-#include <QGuiApplication>
 #include <QResizeEvent>
-#include <QScreen>
 #include <chrono>
-#include <vector>
 
 #include "app/WindowFrame.h"
 
@@ -15,21 +12,11 @@ using namespace std::chrono_literals;
 
 constexpr const char* kManuallySizedKey = "Tallyrig.MainWindowManuallySized";
 constexpr const char* kFrameKey = "Tallyrig.MainWindowFrame";
+constexpr const char* kToolFrameKey = "Tallyrig.ToolWindowFrame.";
 constexpr auto kLaunchProtection = 500ms;
 constexpr auto kToolbarDelay = 150ms;
 constexpr std::uint64_t kOwnResizeNanos = 1'000'000'000;
 constexpr int kScreenMargin = 24;
-
-/// The screens' free areas, the main screen's first.
-std::vector<QRect> freeAreas() {
-  std::vector<QRect> areas;
-  for (const QScreen* screen : QGuiApplication::screens()) areas.push_back(screen->availableGeometry());
-  return areas;
-}
-
-QScreen* screenOf(const QWindow& window) {
-  return window.screen() ? window.screen() : QGuiApplication::primaryScreen();
-}
 
 /// A window that was smaller than it may be now grows to its least size.
 bool isGrowthToLeastSize(const QWindow& window, const QResizeEvent& event) {
@@ -145,6 +132,27 @@ void WindowManager::fit(const Fit& wanted) {
                             .boundedTo(available.size() - chromeSize);
   const QRect outer = fittedInto({mainWindow_->framePosition(), content + chromeSize}, available);
   setFrame({outer.topLeft(), content});
+}
+
+void WindowManager::openWindow(const QString& id) {
+  if (!openWindows_.contains(id)) {
+    openWindows_ += id;
+    emit openWindowsChanged();
+  }
+  emit windowCalled(id);
+}
+
+void WindowManager::dismissWindow(const QString& id) {
+  if (openWindows_.removeAll(id) > 0) emit openWindowsChanged();
+}
+
+std::optional<QRect> WindowManager::savedToolFrame(const QString& id) const {
+  const auto text = preferences_.string(kToolFrameKey + id.toStdString());
+  return text ? frameFromText(*text) : std::nullopt;
+}
+
+void WindowManager::saveToolFrame(const QString& id, const QRect& frame) {
+  preferences_.setString(kToolFrameKey + id.toStdString(), toFrameText(frame));
 }
 
 void WindowManager::applyPinState() {

@@ -3,6 +3,7 @@
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QPointer>
+#include <QStringList>
 #include <QWindow>
 #include <cstdint>
 #include <optional>
@@ -16,7 +17,22 @@
 namespace tallyrig {
 
 /// Looks after the main window: remembers its frame, makes it fit the cards until the user has sized it by hand, and
-/// gives it the pinned mode, in which it has no frame and floats above all others. Main thread.
+/// gives it the pinned mode, in which it has no frame and floats above all others. Knows which tool windows stand open
+/// and where each stood last. Main thread.
+///
+/// A tool window is a `ToolWindow` in qml/MainWindow.qml with the id "wav-generator", "file-analyser" or
+/// "media-player". Its contents are one line within it:
+///
+///     ToolWindow {
+///         id: fileAnalyser
+///         ...
+///         FileAnalyserView { workflow: window.fileAnalyser }
+///     }
+///
+/// The view is an `Item` that fills the window. It is made when the window opens and destroyed when it closes. A
+/// `property size minimumSize` of the view is the least size of a window that may be sized. Tools menu, title, frame,
+/// Escape and closing are there already; the menu's entry is enabled once there are contents. A view that asks for its
+/// own closing calls `windowManager.dismissWindow("file-analyser")`; an Escape that it accepts does not close.
 class WindowManager : public QObject {
   Q_OBJECT
   QML_ELEMENT
@@ -27,6 +43,8 @@ class WindowManager : public QObject {
   Q_PROPERTY(bool canFloat READ canFloat CONSTANT)
   /// The toolbar is away: in pinned mode, and for a moment after it.
   Q_PROPERTY(bool toolbarIsDetached READ toolbarIsDetached NOTIFY toolbarIsDetachedChanged)
+  /// The ids of the tool windows that stand open, in the order of their opening.
+  Q_PROPERTY(QStringList openWindows READ openWindows NOTIFY openWindowsChanged)
   /// The size that the contents would take in pinned mode. The pinned window follows it.
   Q_PROPERTY(QSize fittingSize READ fittingSize WRITE setFittingSize NOTIFY fittingSizeChanged)
 
@@ -39,10 +57,19 @@ class WindowManager : public QObject {
   bool toolbarIsDetached() const { return toolbarIsDetached_; }
   QSize fittingSize() const { return fittingSize_; }
   void setFittingSize(QSize size);
+  QStringList openWindows() const { return openWindows_; }
+  SerialQueue& mainQueue() { return mainQueue_; }
 
   /// Takes charge of the window, before it is shown, and puts it where it stood last. While it has one that lives,
   /// another is not taken.
   void attach(QWindow* window);
+  /// Opens the tool window, or calls it to the front.
+  Q_INVOKABLE void openWindow(const QString& id);
+  Q_INVOKABLE void dismissWindow(const QString& id);
+  /// Where the tool window stood last. Absent before its first time.
+  std::optional<QRect> savedToolFrame(const QString& id) const;
+  void saveToolFrame(const QString& id, const QRect& frame);
+
   Q_INVOKABLE void applyPinState();
   /// Ends pinned mode in the next step of the main queue; nothing if it is off.
   Q_INVOKABLE void exitPinnedMode();
@@ -54,6 +81,9 @@ class WindowManager : public QObject {
   void isOnTopChanged();
   void toolbarIsDetachedChanged();
   void fittingSizeChanged();
+  void openWindowsChanged();
+  /// The tool window is to come to the front.
+  void windowCalled(const QString& id);
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;
@@ -83,6 +113,7 @@ class WindowManager : public QObject {
   bool isOnTop_ = false;
   bool toolbarIsDetached_ = false;
   QSize fittingSize_;
+  QStringList openWindows_;
   QPointer<QWindow> mainWindow_;
   QPointer<QWindow> pinnedWindow_;
   std::optional<Qt::WindowFlags> originalFlags_;

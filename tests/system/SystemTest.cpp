@@ -90,7 +90,7 @@ testing::AssertionResult SystemTest::pressApply() {
 testing::AssertionResult SystemTest::pressAddReader() {
   const auto window = screen_->window("Tallyrig");
   if (!window) return testing::AssertionFailure() << "there is no window";
-  const bool pressed = screen_->clickIn("Tallyrig", {window->width() - 149, 23});
+  const bool pressed = screen_->clickIn("Tallyrig", {window->width() - 187, 23});
   return pressed ? testing::AssertionSuccess() : testing::AssertionFailure() << "xdotool failed";
 }
 

@@ -142,7 +142,7 @@ TEST(ReaderGridView, KeyboardReachesAddAndTheTilesButtons) {
   ASSERT_EQ(rig.window->activeFocusItem(), rig.find("addReader"));
   rig.press(Qt::Key_Space);
   EXPECT_EQ(rig.store().count(), 2);
-  for (const char* tool : {"pin", "globalSettings", "about"}) {
+  for (const char* tool : {"pin", "globalSettings", "tools", "about"}) {
     rig.press(Qt::Key_Tab);
     EXPECT_EQ(rig.window->activeFocusItem(), rig.find(tool));
   }

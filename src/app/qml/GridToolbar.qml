@@ -9,6 +9,7 @@ Rectangle {
     required property TallyrigApp app
     required property WindowManager windowManager
     property list<T.Menu> menus
+    property T.Menu tools: null
 
     readonly property bool isNarrow: width < 360
 
@@ -26,8 +27,8 @@ Rectangle {
         menus: bar.menus
     }
     Row {
-        anchors { right: parent.right; rightMargin: bar.isNarrow ? 8 : 20; verticalCenter: parent.verticalCenter }
-        spacing: bar.isNarrow ? 4 : 8
+        anchors { right: parent.right; rightMargin: bar.isNarrow ? 4 : 20; verticalCenter: parent.verticalCenter }
+        spacing: bar.isNarrow ? 2 : 8
 
         AppIconButton {
             objectName: "addReader"
@@ -59,6 +60,17 @@ Rectangle {
             text: "Settings"
             toolTip: "Global Settings"
             onClicked: bar.settingsRequested()
+        }
+        AppIconButton {
+            id: toolsButton
+
+            objectName: "tools"
+            symbol: "wrench-screwdriver"
+            symbolSize: 17
+            text: "Tools"
+            toolTip: "Tallyrig"
+            Accessible.role: Accessible.ButtonMenu
+            onClicked: bar.tools.opened ? bar.tools.close() : bar.tools.popup(toolsButton, 0, height + 4)
         }
         AppIconButton {
             objectName: "about"

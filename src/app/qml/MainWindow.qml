@@ -74,6 +74,28 @@ Window {
         notice: window.soundServer.notice
         onSettingsRequested: window.openSettings()
         onAboutToggled: window.app.aboutIsOpen = !window.app.aboutIsOpen
+        tools: AppCommandMenu {
+            title: "Tools"
+            // A press on the button that opened it is the button's to answer.
+            closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutsideParent
+                         | T.Popup.CloseOnReleaseOutsideParent
+
+            AppCommand {
+                text: "Generate WAV…"
+                enabled: wavGenerator.content !== null
+                onTriggered: window.windowManager.openWindow(wavGenerator.windowId)
+            }
+            AppCommand {
+                text: "Analyse File…"
+                enabled: fileAnalyser.content !== null
+                onTriggered: window.windowManager.openWindow(fileAnalyser.windowId)
+            }
+            AppCommand {
+                text: "Media Player…"
+                enabled: mediaPlayer.content !== null
+                onTriggered: window.windowManager.openWindow(mediaPlayer.windowId)
+            }
+        }
         menus: [
             AppCommandMenu {
                 title: "Tallyrig"
@@ -102,6 +124,38 @@ Window {
                 }
             }
         ]
+    }
+    Connections {
+        target: window.app
+
+        function onToolWindowDismissed(id: string) {
+            window.windowManager.dismissWindow(id)
+        }
+    }
+    ToolWindow {
+        id: wavGenerator
+
+        windowManager: window.windowManager
+        windowId: "wav-generator"
+        title: "Generate WAV"
+        contentSize: Qt.size(460, 420)
+        isFixed: true
+    }
+    ToolWindow {
+        id: fileAnalyser
+
+        windowManager: window.windowManager
+        windowId: "file-analyser"
+        title: "Analyse File"
+        contentSize: Qt.size(680, 640)
+    }
+    ToolWindow {
+        id: mediaPlayer
+
+        windowManager: window.windowManager
+        windowId: "media-player"
+        title: "Media Player"
+        contentSize: Qt.size(1180, 720)
     }
     Loader {
         id: settings

@@ -14,6 +14,7 @@ FocusScope {
     required property int tileMinimumWidth
     property string notice
     property list<T.Menu> menus
+    property T.Menu tools: null
 
     readonly property bool pinned: windowManager.isOnTop
     // One pinned card stands alone, without a view to scroll in.
@@ -98,6 +99,7 @@ FocusScope {
             app: view.app
             windowManager: view.windowManager
             menus: view.menus
+            tools: view.tools
             onAddRequested: view.store.addReader()
             onSettingsRequested: view.settingsRequested()
             onAboutToggled: view.aboutToggled()

@@ -53,7 +53,7 @@ class UserFiles {
   /// Into a file that is there; the bytes may begin at its end. A failure can leave a part of them.
   virtual std::error_code write(const Path& path, std::uint64_t offset, std::span<const std::uint8_t> bytes) = 0;
 
-  /// To the disk: a file's bytes and size, or a folder's names.
+  /// To the disk: a file's bytes and size, or the names in a folder, which may be a link to one.
   virtual std::error_code sync(const Path& path) = 0;
 
   /// The two files change places in one instant. `std::errc::operation_not_supported` where the volume cannot.

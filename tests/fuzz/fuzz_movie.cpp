@@ -1,6 +1,7 @@
-// A movie file into the reader of its atoms and the edit that gives it a timecode track. Whatever the bytes are, they
-// are refused or read; what is read lies within the file, without gaps. The edited movie can be read too, holds every
-// atom that was to be kept, and one timecode track.
+// A movie file into the reader of its atoms, the edit that gives it a timecode track, and the writer that does so
+// safely. Whatever the bytes are, they are refused or read; what is read lies within the file, without gaps. The edited
+// movie can be read too, holds every atom that was to be kept, and one timecode track. The writer leaves that or the
+// old movie.
 
 #include <algorithm>
 #include <cstdint>
@@ -9,10 +10,14 @@
 #include <system_error>
 #include <vector>
 
+#include "filetools/DedicatedTimecodeTrack.h"
 #include "filetools/MovieFault.h"
 #include "filetools/MovieHeader.h"
+#include "filetools/MovieInspection.h"
 #include "filetools/MovieLayout.h"
 #include "filetools/TimecodeTrackEdit.h"
+#include "filetools/TimecodeTrackWriter.h"
+#include "platform/simulated/SimulatedUserFiles.h"
 #include "support/EditedMovie.h"
 #include "support/MemoryBytes.h"
 
@@ -92,7 +97,40 @@ void checkEdit(const std::string& bytes, const MovieHeader& before) {
   require(edit.sample.offset == bytes.size());
 }
 
+/// The rate that the writer accepts for this movie; any if there is none.
+MTCFrameRate rateFor(const MemoryBytes& source) {
+  std::vector<double> rates;
+  TimecodeTrackFormat format;
+  if (pictureFrameRates(source, rates)) return MTCFrameRate::fps30;
+  for (const auto rate : {MTCFrameRate::fps24, MTCFrameRate::fps25, MTCFrameRate::fps2997}) {
+    if (!resolveTrackFormat(rate, rates, format)) return rate;
+  }
+  return MTCFrameRate::fps30;
+}
+
+void checkWriter(const std::string& bytes) {
+  const MemoryBytes source(bytes);
+  const Timecode start{23, 59, 59, 22, rateFor(source)};
+  readDedicatedTimecodeTrack(source);
+  SimulatedUserFiles files;
+  files.put("/a.mov", bytes);
+  const TimecodeTrackResult result = writeTimecodeTrack(files, "/a.mov", start);
+  require(files.paths().size() == 1);
+  require(result.failed == result.text.has_value());
+  if (result.failed) {
+    require(files.contents("/a.mov") == bytes);
+    return;
+  }
+  MovieInspection before;
+  MovieInspection after;
+  require(!inspectMovie(source, before) && !inspectMovie(files, "/a.mov", after) && before == after);
+  const auto track = readDedicatedTimecodeTrack(files, "/a.mov");
+  require(track && track->timecode == start);
+  require(keptAtoms(ParsedMovie(*files.contents("/a.mov")).header) == keptAtoms(ParsedMovie(bytes).header));
+}
+
 void run(const std::string& bytes) {
+  checkWriter(bytes);
   const MemoryBytes source(bytes);
   MovieLayout layout;
   MovieHeader header;

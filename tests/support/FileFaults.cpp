@@ -55,6 +55,9 @@ using tallyrig::test::fails;
 using tallyrig::test::FileFaults;
 using tallyrig::test::transferOf;
 
+// The system has structures that are named like two of them.
+#pragma GCC diagnostic ignored "-Wshadow"
+
 extern "C" int open(const char* path, int flags, ...) {
   if (anyFails("open")) return -1;
   va_list arguments;
@@ -72,6 +75,10 @@ extern "C" int close(int file) {
 
 extern "C" int fstat(int file, struct stat* status) noexcept {
   return anyFails("fstat") ? -1 : static_cast<int>(syscall(SYS_fstat, file, status));
+}
+
+extern "C" int stat(const char* path, struct stat* status) noexcept {
+  return anyFails("stat") ? -1 : static_cast<int>(syscall(SYS_stat, path, status));
 }
 
 extern "C" int lstat(const char* path, struct stat* status) noexcept {
@@ -148,8 +155,6 @@ extern "C" int fsetxattr(int file, const char* name, const void* value, size_t s
   return anyFails("fsetxattr") ? -1 : static_cast<int>(syscall(SYS_fsetxattr, file, name, value, size, flags));
 }
 
-// The system has a structure of that name too.
-#pragma GCC diagnostic ignored "-Wshadow"
 extern "C" int flock(int file, int operation) noexcept {
   return anyFails("flock") ? -1 : static_cast<int>(syscall(SYS_flock, file, operation));
 }

@@ -125,11 +125,10 @@ std::error_code LocalUserFiles::write(const Path& path, std::uint64_t offset, st
 }
 
 std::error_code LocalUserFiles::sync(const Path& path) {
-  FileAttributes found;
-  if (const auto error = attributes(path, found)) return error;
-  if (found.kind == FileAttributes::Kind::kDirectory) return syncFolder(path);
   Descriptor file;
   struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return lastError();
+  if (S_ISDIR(status.st_mode)) return syncFolder(path);
   if (const auto error = openRegularFile(path, file, status)) return error;
   return syncFile(file);
 }

@@ -57,7 +57,7 @@ int main(int argc, char** argv) {
   QGuiApplication application(argc, argv);
   QGuiApplication::setApplicationName("Tallyrig");
   QGuiApplication::setApplicationVersion(TALLYRIG_VERSION);
-  QGuiApplication::setDesktopFileName("tallyrig");
+  QGuiApplication::setDesktopFileName("org.tallyrig.Tallyrig");
   QGuiApplication::setWindowIcon(QIcon(":/qt/qml/Tallyrig/icons/tallyrig.svg"));
   QGuiApplication::setFont(interfaceFont());
   const QPalette systemPalette = QGuiApplication::palette();

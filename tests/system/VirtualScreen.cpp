@@ -61,13 +61,40 @@ bool VirtualScreen::type(const std::string& text) const {
 }
 
 std::optional<QSize> VirtualScreen::window(const std::string& title) const {
+  const auto shown = frame(title);
+  return shown ? std::optional(shown->size()) : std::nullopt;
+}
+
+std::optional<QRect> VirtualScreen::frame(const std::string& title) const {
   const auto geometry =
       xdotool({"search", "--onlyvisible", "--name", "^" + title + "$", "getwindowgeometry", "--shell"});
   if (!geometry) return std::nullopt;
-  static const QRegularExpression pattern(QStringLiteral("WIDTH=(\\d+)\\s+HEIGHT=(\\d+)"));
+  static const QRegularExpression pattern(QStringLiteral("X=(-?\\d+)\\s+Y=(-?\\d+)\\s+WIDTH=(\\d+)\\s+HEIGHT=(\\d+)"));
   const auto match = pattern.match(QString::fromStdString(*geometry));
   if (!match.hasMatch()) return std::nullopt;
-  return QSize(match.captured(1).toInt(), match.captured(2).toInt());
+  return QRect(match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt(),
+               match.captured(4).toInt());
+}
+
+bool VirtualScreen::place(const std::string& title, const QRect& frame) const {
+  return xdotool({"search", "--onlyvisible", "--name", "^" + title + "$", "windowsize", "%1",
+                  std::to_string(frame.width()), std::to_string(frame.height()), "windowmove", "%1",
+                  std::to_string(frame.x()), std::to_string(frame.y())})
+      .has_value();
+}
+
+bool VirtualScreen::drag(QPoint from, QPoint to) const {
+  constexpr int kSteps = 12;
+  std::vector<std::string> order{"mousemove", std::to_string(from.x()), std::to_string(from.y()), "mousedown", "1"};
+  for (int step = 1; step <= kSteps; ++step) {
+    const QPoint at = from + (to - from) * step / kSteps;
+    for (const std::string& word : {std::string("mousemove"), std::to_string(at.x()), std::to_string(at.y()),
+                                    std::string("sleep"), std::string("0.03")})
+      order.push_back(word);
+  }
+  // The cards that made room are on their way for a moment.
+  for (const char* word : {"sleep", "0.4", "mouseup", "1"}) order.emplace_back(word);
+  return xdotool(order).has_value();
 }
 
 bool VirtualScreen::clickIn(const std::string& title, QPoint place) const {

@@ -2,6 +2,7 @@
 
 #include <QImage>
 #include <QPoint>
+#include <QRect>
 #include <QSize>
 #include <memory>
 #include <optional>
@@ -25,11 +26,17 @@ class VirtualScreen {
   QImage screenshot(const std::string& name) const;
 
   bool click(QPoint place) const;
+  /// Presses the button at one place and releases it at another, as a hand does it, in steps.
+  bool drag(QPoint from, QPoint to) const;
   /// A key by its X name, such as "Escape" or "ctrl+a".
   bool key(const std::string& name) const;
   bool type(const std::string& text) const;
   /// The size of the window with exactly this title. Absent if none is shown.
   std::optional<QSize> window(const std::string& title) const;
+  /// Where that window's contents are and how large.
+  std::optional<QRect> frame(const std::string& title) const;
+  /// Gives the window that place and size.
+  bool place(const std::string& title, const QRect& frame) const;
   /// Clicks at a place counted from the top left of that window's contents.
   bool clickIn(const std::string& title, QPoint place) const;
 

@@ -9,6 +9,8 @@ T.AbstractButton {
     required property string symbol
     property int symbolSize: 12
     property string toolTip
+    // What it opened stands where the explanation would.
+    property bool hasOpened: false
 
     implicitWidth: Theme.controlHeight
     implicitHeight: Theme.controlHeight
@@ -32,7 +34,7 @@ T.AbstractButton {
         FocusRing { control: control }
     }
     HoverToolTip {
-        hovered: control.hovered && !control.pressed
+        hovered: control.hovered && !control.pressed && !control.hasOpened
         text: control.toolTip
     }
 }

@@ -69,6 +69,7 @@ Rectangle {
             symbolSize: 17
             text: "Tools"
             toolTip: "Tallyrig"
+            hasOpened: bar.tools?.visible ?? false
             Accessible.role: Accessible.ButtonMenu
             onClicked: bar.tools.opened ? bar.tools.close() : bar.tools.popup(toolsButton, 0, height + 4)
         }

@@ -4,8 +4,8 @@
 #include <system_error>
 #include <utility>
 
-#include "audio/AudioDevices.h"
 #include "player/FileMediaAudioRouterError.h"
+#include "player/FindOutput.h"
 #include "player/StreamingMediaDecoder.h"
 
 namespace tallyrig {
@@ -72,15 +72,16 @@ std::optional<std::string> FileMediaAudioRouter::begin(const StreamingMediaAudio
 }
 
 std::optional<std::string> FileMediaAudioRouter::configure(const StreamingMediaAudio& stream) {
-  const auto device = chosenDevice();
+  const auto device = findOutput(audio_, outputDeviceID_);
   if (!device) return deviceFailure(kNoDevice);
   double rate = 0;
-  if (const auto status = audio_.nominalSampleRate(*device, rate); status != kPlatformOk) return deviceFailure(status);
+  if (const auto status = audio_.nominalSampleRate(device->id, rate); status != kPlatformOk)
+    return deviceFailure(status);
   if (pendingOutputChannelCount_ < 1 || !(rate > 0)) return "Could not configure the audio output format.";
   session_ = std::make_shared<StreamingMediaPlaybackSession>(StreamingMediaPlaybackSession::Settings{
-      stream, pendingAssignments_, pendingOutputChannelCount_, maximumFramesToRender(*device), rate});
-  deviceInUse_ = *device;
-  if (const auto status = engine_.play(*device, session_); status != kPlatformOk) return deviceFailure(status);
+      stream, pendingAssignments_, pendingOutputChannelCount_, maximumFramesToRender(device->id), rate});
+  deviceInUse_ = device->id;
+  if (const auto status = engine_.play(device->id, session_); status != kPlatformOk) return deviceFailure(status);
   return std::nullopt;
 }
 
@@ -159,23 +160,13 @@ void FileMediaAudioRouter::handleFailure(const std::shared_ptr<StreamingMediaPla
 
 void FileMediaAudioRouter::checkDevice() {
   if (!session_) return;
-  const auto devices = listOutputDevices(audio_);
-  const bool isListed =
-      std::any_of(devices.begin(), devices.end(), [this](const auto& device) { return device.id == deviceInUse_; });
-  if (!isListed) return endWith(deviceFailure(kNoDevice));
+  if (!findOutput(audio_, deviceInUse_)) return endWith(deviceFailure(kNoDevice));
   double rate = 0;
   const double sessionRate = session_->settings().outputRate;
   if (audio_.nominalSampleRate(deviceInUse_, rate) != kPlatformOk || rate == sessionRate) return;
   // The ring holds sound of the old rate.
   const double position = startPosition_ + static_cast<double>(session_->renderedFrames()) / sessionRate;
   begin(StreamingMediaAudio(session_->settings().stream), position, session_->wantsPlayback());
-}
-
-std::optional<AudioDeviceID> FileMediaAudioRouter::chosenDevice() const {
-  if (outputDeviceID_) return outputDeviceID_;
-  const auto devices = listOutputDevices(audio_);
-  if (devices.empty()) return std::nullopt;
-  return devices.front().id;
 }
 
 std::int64_t FileMediaAudioRouter::maximumFramesToRender(AudioDeviceID device) const {

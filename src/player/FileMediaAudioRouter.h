@@ -68,7 +68,6 @@ class FileMediaAudioRouter {
   void handleReady(const std::shared_ptr<StreamingMediaPlaybackSession>& session);
   void handleFailure(const std::shared_ptr<StreamingMediaPlaybackSession>& session, const std::string& text);
   void checkDevice();
-  std::optional<AudioDeviceID> chosenDevice() const;
   std::int64_t maximumFramesToRender(AudioDeviceID device) const;
 
   AudioSystem& audio_;

@@ -2,6 +2,7 @@
 
 #include <QtQml/qqmlregistration.h>
 
+#include "player/FileMediaPlayer.h"
 #include "reader/ReaderInstance.h"
 #include "reader/ReaderSettingsForm.h"
 #include "reader/ReaderStore.h"
@@ -16,6 +17,20 @@ struct ReaderInstanceType {
   QML_FOREIGN(tallyrig::ReaderInstance)
   QML_NAMED_ELEMENT(ReaderInstance)
   QML_UNCREATABLE("Cards are made by the store")
+};
+
+struct FileMediaPlayerType {
+  Q_GADGET
+  QML_FOREIGN(tallyrig::FileMediaPlayer)
+  QML_NAMED_ELEMENT(FileMediaPlayer)
+  QML_UNCREATABLE("Players are opened by MediaPlayers")
+};
+
+struct FileMediaPlayerModelType {
+  Q_GADGET
+  QML_FOREIGN(tallyrig::FileMediaPlayerModel)
+  QML_NAMED_ELEMENT(FileMediaPlayerModel)
+  QML_UNCREATABLE("A part of FileMediaPlayer")
 };
 
 struct ReaderStoreType {

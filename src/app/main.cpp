@@ -9,6 +9,7 @@
 #include "app/DesktopColourScheme.h"
 #include "app/Fonts.h"
 #include "app/MainWindowCloseHandler.h"
+#include "app/MediaPlayers.h"
 #include "app/SettingsForms.h"
 #include "app/SoundServerWatch.h"
 #include "app/TallyrigApp.h"
@@ -21,12 +22,17 @@
 #include "platform/desktop/FailoverAudioSystem.h"
 #include "platform/desktop/FailoverMidiSystem.h"
 #include "platform/desktop/LocalFileSystem.h"
+#include "platform/desktop/LocalUserFiles.h"
 #include "platform/desktop/SettingsPreferences.h"
 #include "platform/desktop/SystemClocks.h"
+#include "platform/ffmpeg/FFmpegMediaFiles.h"
+#include "platform/ffmpeg/FFmpegSampleRateConverters.h"
+#include "platform/mpv/MpvMoviePlayers.h"
 #include "platform/pipewire/PipeWireAudioSystem.h"
 #include "platform/pipewire/PipeWireMidiSystem.h"
 #include "platform/simulated/LoopbackAudioSystem.h"
 #include "platform/simulated/LoopbackMidiSystem.h"
+#include "platform/sndfile/SndfileAudioFiles.h"
 #include "reader/ReaderStore.h"
 #include "timecode/TimecodeRenderClock.h"
 
@@ -92,6 +98,16 @@ int main(int argc, char** argv) {
   // Under Wayland a window has no say in where it stands or what it stands above.
   WindowManager windowManager(preferences, clock, scheduler.mainQueue(),
                               !QGuiApplication::platformName().startsWith("wayland"));
+  LocalUserFiles userFiles;
+  const OpenBytes openBytes = [&userFiles](const std::filesystem::path& path, std::unique_ptr<ByteSource>& bytes) {
+    return userFiles.openForReading(path, bytes);
+  };
+  FFmpegMediaFiles mediaFiles(openBytes);
+  SndfileAudioFiles audioFiles(openBytes);
+  FFmpegSampleRateConverters converters;
+  MpvMoviePlayers movies(scheduler.mainQueue());
+  MediaPlayers mediaPlayers({audio, scheduler, mediaFiles, converters, movies,
+                             FileAnalysisEngine({mediaFiles, audioFiles, userFiles, clock})});
   MainWindowCloseHandler closeHandler([&app] { app.requestQuit(); });
   QQmlApplicationEngine engine;
   engine.addImportPath("qrc:/qt/qml");
@@ -101,7 +117,8 @@ int main(int argc, char** argv) {
                                {"renderClock", QVariant::fromValue(&renderClock)},
                                {"forms", QVariant::fromValue(&forms)},
                                {"soundServer", QVariant::fromValue(&soundServerWatch)},
-                               {"appearance", QVariant::fromValue(&appearance)}});
+                               {"appearance", QVariant::fromValue(&appearance)},
+                               {"mediaPlayers", QVariant::fromValue(&mediaPlayers)}});
   engine.load(QUrl("qrc:/qt/qml/Tallyrig/MainWindow.qml"));
   if (engine.rootObjects().isEmpty()) return 1;
 

@@ -34,6 +34,9 @@ void UiRig::open() {
   app.emplace(store(), wall.world.scheduler().mainQueue(), wall.world.log(), QString());
   if (!fitsWindow) wall.world.preferences().setString("Tallyrig.MainWindowManuallySized", "true");
   windowManager.emplace(wall.world.preferences(), wall.world.clock(), wall.world.scheduler().mainQueue(), canFloat);
+  mediaPlayers.emplace(
+      FileMediaPlayerServices{wall.world.audio(), wall.world.scheduler(), mediaFiles, converters, movies,
+                              FileAnalysisEngine({mediaFiles, audioFiles, userFiles, wall.world.clock()})});
   closeHandler.emplace([this] { app->requestQuit(); });
   QObject::connect(&*app, &TallyrigApp::confirmedApplicationQuit, &*closeHandler,
                    &MainWindowCloseHandler::allowConfirmedQuit);
@@ -45,7 +48,8 @@ void UiRig::open() {
                                 {"renderClock", QVariant::fromValue(&*renderClock)},
                                 {"forms", QVariant::fromValue(&*forms)},
                                 {"soundServer", QVariant::fromValue(&*soundServer)},
-                                {"appearance", QVariant::fromValue(&*appearance)}});
+                                {"appearance", QVariant::fromValue(&*appearance)},
+                                {"mediaPlayers", QVariant::fromValue(&*mediaPlayers)}});
   engine->load(QUrl("qrc:/qt/qml/Tallyrig/MainWindow.qml"));
   ASSERT_FALSE(engine->rootObjects().isEmpty());
   window = qobject_cast<QQuickWindow*>(engine->rootObjects().constFirst());

@@ -11,10 +11,16 @@
 #include "app/Appearance.h"
 #include "app/DesktopColourScheme.h"
 #include "app/MainWindowCloseHandler.h"
+#include "app/MediaPlayers.h"
 #include "app/SettingsForms.h"
 #include "app/SoundServerWatch.h"
 #include "app/TallyrigApp.h"
 #include "app/WindowManager.h"
+#include "platform/desktop/LocalUserFiles.h"
+#include "platform/ffmpeg/FFmpegSampleRateConverters.h"
+#include "support/SimulatedAudioFiles.h"
+#include "support/SimulatedMediaFiles.h"
+#include "support/SimulatedMovies.h"
 #include "support/Wall.h"
 #include "timecode/TimecodeRenderClock.h"
 
@@ -78,6 +84,12 @@ class UiRig {
   std::optional<SoundServerWatch> soundServer;
   std::optional<Appearance> appearance;
   std::optional<TallyrigApp> app;
+  SimulatedMediaFiles mediaFiles;
+  SimulatedAudioFiles audioFiles;
+  LocalUserFiles userFiles;
+  FFmpegSampleRateConverters converters;
+  SimulatedMovies movies{wall.world.clock()};
+  std::optional<MediaPlayers> mediaPlayers;
   std::optional<WindowManager> windowManager;
   std::optional<MainWindowCloseHandler> closeHandler;
   std::optional<QQmlApplicationEngine> engine;

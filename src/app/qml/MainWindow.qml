@@ -13,6 +13,7 @@ Window {
     required property SettingsForms forms
     required property SoundServerWatch soundServer
     required property Appearance appearance
+    required property MediaPlayers mediaPlayers
 
     title: "Tallyrig"
     width: 1080
@@ -156,6 +157,8 @@ Window {
         windowId: "media-player"
         title: "Media Player"
         contentSize: Qt.size(1180, 720)
+
+        FileMediaPlayerView { mediaPlayers: window.mediaPlayers }
     }
     Loader {
         id: settings

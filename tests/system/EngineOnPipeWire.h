@@ -90,6 +90,8 @@ class EngineOnPipeWire {
   }
 
   PipeWireRig& rig() { return rig_; }
+  AudioSystem& audio() { return *audio_; }
+  Scheduler& scheduler() { return scheduler_; }
   const HostClock& clock() const { return clock_; }
 
  private:

@@ -70,7 +70,7 @@ Row {
     }
     TileButton {
         objectName: "settingsButton"
-        symbol: "gear"
+        symbol: "gear-fill"
         hex: controls.hex
         isOn: controls.showingSettings
         text: "Settings"

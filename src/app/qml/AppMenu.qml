@@ -128,8 +128,8 @@ T.ComboBox {
             implicitHeight: contentHeight
             model: control.popup.visible ? control.delegateModel : null
             currentIndex: control.highlightedIndex
-            highlightMoveDuration: 0
-            highlightResizeDuration: 0
+            highlightFollowsCurrentItem: false
+            onCurrentIndexChanged: positionViewAtIndex(currentIndex, ListView.Contain)
             boundsBehavior: Flickable.StopAtBounds
             T.ScrollBar.vertical: AppScrollBar {}
         }

@@ -56,9 +56,9 @@ class RigProcess {
   RigProcess& operator=(const RigProcess&) = delete;
 
   /// From the first sample again; returns when the player is linked to all channels.
-  void play() {
-    if (write(orders_, "p", 1) != 1 || line() != "playing") throw std::runtime_error("the rig does not play");
-  }
+  void play() { order("p"); }
+  /// The same with the channels' frames beginning one after the other instead of all at once.
+  void playStaggered() { order("s"); }
   /// How many cycles the MIDI device has seen left out by the server so far.
   std::uint64_t missedMidiCycles() {
     if (write(orders_, "m", 1) != 1) throw std::runtime_error("the rig has gone");
@@ -69,6 +69,7 @@ class RigProcess {
 
  private:
   static int serve(int quantum, int seconds, int midiPorts, int orders, int answers) try {
+    constexpr int kSamplesPerFrame = 1920;
     PipeWireRig rig({.quantum = quantum});
     rig.add({.name = "wide", .description = "Wide", .channels = kChannels});
     if (midiPorts > 0) rig.add(RigMidiDevice{.name = "wires", .description = "Wires", .ports = midiPorts});
@@ -88,6 +89,8 @@ class RigProcess {
             encodeReference({.start = "10:00:" + std::to_string(10 + channel % 50) + ":00", .frames = seconds * 25});
         if (!code) return 1;
         samples.push_back(code->samples);
+        const int delay = order == 's' ? channel * kSamplesPerFrame / kChannels : 0;
+        samples.back().insert(samples.back().begin(), static_cast<std::size_t>(delay), 0.0F);
       }
       sound = rig.play("wide", ports, std::move(samples));
       dprintf(answers, "playing\n");
@@ -96,6 +99,10 @@ class RigProcess {
   } catch (const std::exception& error) {
     std::fprintf(stderr, "rig: %s\n", error.what());
     return 1;
+  }
+
+  void order(const char* letter) {
+    if (write(orders_, letter, 1) != 1 || line() != "playing") throw std::runtime_error("the rig does not play");
   }
 
   std::string line() {

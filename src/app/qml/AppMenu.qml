@@ -7,6 +7,8 @@ T.ComboBox {
     id: control
 
     property string accessibleName
+    // Milliseconds after which a letter begins a new text.
+    property int typingPause: 1000
     // What has been typed without a pause.
     property string typed
     readonly property int at: popup.visible ? highlightedIndex : currentIndex
@@ -59,7 +61,7 @@ T.ComboBox {
     Timer {
         id: pause
 
-        interval: 1000
+        interval: control.typingPause
         onTriggered: control.typed = ""
     }
 

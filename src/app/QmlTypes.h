@@ -2,6 +2,8 @@
 
 #include <QtQml/qqmlregistration.h>
 
+#include "filetools/FileAnalyser.h"
+#include "filetools/WAVGenerator.h"
 #include "player/FileMediaPlayer.h"
 #include "reader/ReaderInstance.h"
 #include "reader/ReaderSettingsForm.h"
@@ -66,6 +68,20 @@ struct TimecodeRenderClockType {
   QML_FOREIGN(tallyrig::TimecodeRenderClock)
   QML_NAMED_ELEMENT(TimecodeRenderClock)
   QML_UNCREATABLE("There is one render clock")
+};
+
+struct FileAnalyserType {
+  Q_GADGET
+  QML_FOREIGN(tallyrig::FileAnalyser)
+  QML_NAMED_ELEMENT(FileAnalyser)
+  QML_UNCREATABLE("Opened by FileTools")
+};
+
+struct WAVGeneratorType {
+  Q_GADGET
+  QML_FOREIGN(tallyrig::WAVGenerator)
+  QML_NAMED_ELEMENT(WAVGenerator)
+  QML_UNCREATABLE("Opened by FileTools")
 };
 
 }  // namespace tallyrig

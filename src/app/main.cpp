@@ -7,6 +7,7 @@
 
 #include "app/Appearance.h"
 #include "app/DesktopColourScheme.h"
+#include "app/FileTools.h"
 #include "app/Fonts.h"
 #include "app/MainWindowCloseHandler.h"
 #include "app/MediaPlayers.h"
@@ -33,6 +34,7 @@
 #include "platform/simulated/LoopbackAudioSystem.h"
 #include "platform/simulated/LoopbackMidiSystem.h"
 #include "platform/sndfile/SndfileAudioFiles.h"
+#include "platform/sndfile/SndfileWavFiles.h"
 #include "reader/ReaderStore.h"
 #include "timecode/TimecodeRenderClock.h"
 
@@ -71,6 +73,14 @@ int main(int argc, char** argv) {
   const SystemHostClock clock;
   const SystemWallClock wallClock;
   Log log(clock, wallClock);
+  // Read and written by work on the scheduler's threads, so they must outlive it.
+  LocalUserFiles userFiles;
+  const OpenBytes openBytes = [&userFiles](const std::filesystem::path& path, std::unique_ptr<ByteSource>& bytes) {
+    return userFiles.openForReading(path, bytes);
+  };
+  FFmpegMediaFiles mediaFiles(openBytes);
+  SndfileAudioFiles audioFiles(openBytes);
+  SndfileWavFiles wavFiles;
   AsioScheduler scheduler;
   SettingsPreferences preferences;
   LocalFileSystem files;
@@ -98,14 +108,20 @@ int main(int argc, char** argv) {
   // Under Wayland a window has no say in where it stands or what it stands above.
   WindowManager windowManager(preferences, clock, scheduler.mainQueue(),
                               !QGuiApplication::platformName().startsWith("wayland"));
-  LocalUserFiles userFiles;
-  const OpenBytes openBytes = [&userFiles](const std::filesystem::path& path, std::unique_ptr<ByteSource>& bytes) {
-    return userFiles.openForReading(path, bytes);
-  };
-  FFmpegMediaFiles mediaFiles(openBytes);
-  SndfileAudioFiles audioFiles(openBytes);
   FFmpegSampleRateConverters converters;
   MpvMoviePlayers movies(scheduler.mainQueue());
+  const FileAnalysisEngine analysis({mediaFiles, audioFiles, userFiles, clock});
+  FileTools fileTools(
+      scheduler,
+      {[analysis](const auto& url) { return analysis.channelCount(url); },
+       [analysis](const auto& url) { return analysis.videoFrameRate(url); },
+       [analysis](const auto& url, const auto& channels, const auto& stop) {
+         return analysis.analyse(url, channels, stop);
+       },
+       [&userFiles](const auto& url, const Timecode& timecode, const auto& stop) {
+         return writeTimecodeTrack(userFiles, url, timecode, stop);
+       }},
+      [&wavFiles](const WAVStretch& stretch, const auto& url) { return renderWAV(wavFiles, stretch, url); });
   MediaPlayers mediaPlayers({audio, scheduler, mediaFiles, converters, movies,
                              FileAnalysisEngine({mediaFiles, audioFiles, userFiles, clock})});
   MainWindowCloseHandler closeHandler([&app] { app.requestQuit(); });
@@ -118,7 +134,8 @@ int main(int argc, char** argv) {
                                {"forms", QVariant::fromValue(&forms)},
                                {"soundServer", QVariant::fromValue(&soundServerWatch)},
                                {"appearance", QVariant::fromValue(&appearance)},
-                               {"mediaPlayers", QVariant::fromValue(&mediaPlayers)}});
+                               {"mediaPlayers", QVariant::fromValue(&mediaPlayers)},
+                               {"fileTools", QVariant::fromValue(&fileTools)}});
   engine.load(QUrl("qrc:/qt/qml/Tallyrig/MainWindow.qml"));
   if (engine.rootObjects().isEmpty()) return 1;
 

@@ -1,5 +1,6 @@
 #include "filetools/WAVGenerator.h"
 
+#include <QStandardPaths>
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -89,6 +90,10 @@ QString WAVGenerator::suggestedFileName() const {
       fromUtf8(formatted("LTC_%02d%02d%02d%02d_", startHours_, startMinutes_, startSeconds_, startFrames_));
   return start + durationName(durationMinutes_, durationSeconds_) + "_" + frameRateText().remove('.') + "fps_" +
          (sampleRate_ == 44100 ? "44x" : "48x") + QString::number(bitDepth_) + ".wav";
+}
+
+QUrl WAVGenerator::suggestedFolder() {
+  return QUrl::fromLocalFile(QStandardPaths::writableLocation(QStandardPaths::MusicLocation));
 }
 
 int& WAVGenerator::fieldValue(int field) {

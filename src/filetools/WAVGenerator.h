@@ -40,6 +40,8 @@ class WAVGenerator : public QObject {
   Q_PROPERTY(QString errorMessage READ errorMessageText NOTIFY changed)
   Q_PROPERTY(QString sizeEstimate READ sizeEstimate NOTIFY changed)
   Q_PROPERTY(QString suggestedFileName READ suggestedFileName NOTIFY changed)
+  /// Where the save panel begins.
+  Q_PROPERTY(QUrl suggestedFolder READ suggestedFolder CONSTANT)
 
  public:
   /// The number fields, in the order in which the focus moves.
@@ -73,6 +75,7 @@ class WAVGenerator : public QObject {
   QString errorMessageText() const { return errorMessage_.value_or(QString()); }
   QString sizeEstimate() const;
   QString suggestedFileName() const;
+  static QUrl suggestedFolder();
 
   /// A field's value as it stands in the window, two digits.
   Q_INVOKABLE QString fieldText(int field) const;

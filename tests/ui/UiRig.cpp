@@ -34,6 +34,12 @@ void UiRig::open() {
   app.emplace(store(), wall.world.scheduler().mainQueue(), wall.world.log(), QString());
   if (!fitsWindow) wall.world.preferences().setString("Tallyrig.MainWindowManuallySized", "true");
   windowManager.emplace(wall.world.preferences(), wall.world.clock(), wall.world.scheduler().mainQueue(), canFloat);
+  // Without files; what the tools do with them is tested apart.
+  fileTools.emplace(wall.world.scheduler(),
+                    FileAnalyserOperations{[](const auto&) { return 1; }, [](const auto&) { return std::nullopt; },
+                                           [](const auto&, const auto&, const auto&) { return FileAnalysisError{}; },
+                                           [](const auto&, const auto&, const auto&) { return TimecodeTrackResult{}; }},
+                    [](const auto&, const auto&) { return std::nullopt; });
   mediaPlayers.emplace(
       FileMediaPlayerServices{wall.world.audio(), wall.world.scheduler(), mediaFiles, converters, movies,
                               FileAnalysisEngine({mediaFiles, audioFiles, userFiles, wall.world.clock()})});
@@ -49,7 +55,8 @@ void UiRig::open() {
                                 {"forms", QVariant::fromValue(&*forms)},
                                 {"soundServer", QVariant::fromValue(&*soundServer)},
                                 {"appearance", QVariant::fromValue(&*appearance)},
-                                {"mediaPlayers", QVariant::fromValue(&*mediaPlayers)}});
+                                {"mediaPlayers", QVariant::fromValue(&*mediaPlayers)},
+                                {"fileTools", QVariant::fromValue(&*fileTools)}});
   engine->load(QUrl("qrc:/qt/qml/Tallyrig/MainWindow.qml"));
   ASSERT_FALSE(engine->rootObjects().isEmpty());
   window = qobject_cast<QQuickWindow*>(engine->rootObjects().constFirst());

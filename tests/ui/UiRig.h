@@ -10,6 +10,7 @@
 
 #include "app/Appearance.h"
 #include "app/DesktopColourScheme.h"
+#include "app/FileTools.h"
 #include "app/MainWindowCloseHandler.h"
 #include "app/MediaPlayers.h"
 #include "app/SettingsForms.h"
@@ -90,6 +91,7 @@ class UiRig {
   FFmpegSampleRateConverters converters;
   SimulatedMovies movies{wall.world.clock()};
   std::optional<MediaPlayers> mediaPlayers;
+  std::optional<FileTools> fileTools;
   std::optional<WindowManager> windowManager;
   std::optional<MainWindowCloseHandler> closeHandler;
   std::optional<QQmlApplicationEngine> engine;

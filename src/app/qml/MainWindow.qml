@@ -14,6 +14,7 @@ Window {
     required property SoundServerWatch soundServer
     required property Appearance appearance
     required property MediaPlayers mediaPlayers
+    required property FileTools fileTools
 
     title: "Tallyrig"
     width: 1080
@@ -141,6 +142,8 @@ Window {
         title: "Generate WAV"
         contentSize: Qt.size(460, 420)
         isFixed: true
+
+        WAVGeneratorView { tools: window.fileTools }
     }
     ToolWindow {
         id: fileAnalyser
@@ -149,6 +152,8 @@ Window {
         windowId: "file-analyser"
         title: "Analyse File"
         contentSize: Qt.size(680, 640)
+
+        FileAnalyserView { tools: window.fileTools }
     }
     ToolWindow {
         id: mediaPlayer

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <utility>
+#include <vector>
 
 #include "platform/sndfile/SndfileError.h"
 
@@ -42,33 +43,48 @@ class DiskFile {
 
   std::error_code close() {
     if (number_ < 0) return {};
+    flush();
     return ::close(std::exchange(number_, -1)) == 0 || errno == EINTR ? std::error_code{} : lastError();
   }
 
-  sf_count_t length() const {
+  sf_count_t length() {
+    flush();
     struct stat status {};
     return ::fstat(number_, &status) == 0 ? status.st_size : 0;
   }
 
-  sf_count_t seek(sf_count_t offset, int whence) { return ::lseek(number_, offset, whence); }
+  sf_count_t seek(sf_count_t offset, int whence) {
+    flush();
+    return ::lseek(number_, offset, whence);
+  }
 
+  /// Gathers what the library gives in small pieces. An error shows at the latest in `flush`.
   sf_count_t write(const void* from, sf_count_t size) {
     const auto* bytes = static_cast<const char*>(from);
-    sf_count_t written = 0;
-    while (written < size && !failure_) {
-      const ssize_t count = ::write(number_, bytes + written, static_cast<std::size_t>(size - written));
+    gathered_.insert(gathered_.end(), bytes, bytes + size);
+    if (gathered_.size() >= kWriteBytes) flush();
+    return failure_ ? 0 : size;
+  }
+
+  void flush() {
+    std::size_t written = 0;
+    while (written < gathered_.size() && !failure_) {
+      const ssize_t count = ::write(number_, gathered_.data() + written, gathered_.size() - written);
       if (count < 0 && errno == EINTR) continue;
       if (count < 0) failure_ = lastError();
       if (count == 0) failure_ = std::make_error_code(std::errc::io_error);
-      written += std::max<ssize_t>(count, 0);
+      written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     }
-    return written;
+    gathered_.clear();
   }
 
   const std::error_code& failure() const { return failure_; }
 
  private:
+  static constexpr std::size_t kWriteBytes = 256 * 1024;
+
   int number_ = -1;
+  std::vector<char> gathered_;
   std::error_code failure_;
 };
 

@@ -1,0 +1,138 @@
+import QtQuick
+import QtQuick.Dialogs
+import QtQuick.Layouts
+import Tallyrig
+
+// The contents of the WAV generator's window.
+FocusScope {
+    id: view
+
+    required property FileTools tools
+    readonly property WAVGenerator generator: tools.openWAVGenerator()
+
+    Component.onDestruction: generator.destroy()
+
+    Connections {
+        target: view.generator
+
+        function onSavePanelRequested() {
+            panel.selectedFile = panel.currentFolder + "/" + encodeURIComponent(view.generator.suggestedFileName)
+            panel.open()
+        }
+    }
+    FileDialog {
+        id: panel
+
+        title: "Save WAV File"
+        fileMode: FileDialog.SaveFile
+        defaultSuffix: "wav"
+        nameFilters: ["WAV audio (*.wav)"]
+        currentFolder: view.generator.suggestedFolder
+        onAccepted: view.generator.save(selectedFile)
+    }
+    ColumnLayout {
+        anchors { fill: parent; margins: 20 }
+        spacing: 10
+
+        FormRow {
+            label: "Start Timecode"
+
+            TimecodeFields {
+                generator: view.generator
+                fields: [0, 1, 2, 3]
+                names: ["Hours", "Minutes", "Seconds", "Frames"]
+            }
+            Item { Layout.fillWidth: true }
+        }
+        FormRow {
+            label: "Duration"
+
+            TimecodeFields {
+                generator: view.generator
+                fields: [4, 5]
+                names: ["Duration, minutes", "Duration, seconds"]
+            }
+            Item { Layout.fillWidth: true }
+        }
+        FormRow {
+            label: "Frame Rate"
+
+            SegmentedChoice {
+                objectName: "frameRate"
+                accessibleName: "Frame Rate"
+                segmentWidth: 62
+                choices: view.generator.frameRates
+                current: view.generator.frameRate
+                onChosen: choice => view.generator.frameRate = choice
+            }
+            Item { Layout.fillWidth: true }
+        }
+        FormRow {
+            label: "Sample Rate"
+
+            SegmentedChoice {
+                objectName: "sampleRate"
+                accessibleName: "Sample Rate"
+                choices: ["44.1 kHz", "48 kHz"]
+                current: view.generator.sampleRate === 44100 ? "44.1 kHz" : "48 kHz"
+                onChosen: choice => view.generator.sampleRate = choice === "44.1 kHz" ? 44100 : 48000
+            }
+            Item { Layout.fillWidth: true }
+        }
+        FormRow {
+            label: "Bit Depth"
+
+            SegmentedChoice {
+                objectName: "bitDepth"
+                accessibleName: "Bit Depth"
+                choices: ["16-bit", "24-bit"]
+                current: view.generator.bitDepth + "-bit"
+                onChosen: choice => view.generator.bitDepth = parseInt(choice)
+            }
+            Item { Layout.fillWidth: true }
+        }
+        FormRow {
+            label: "Output Level"
+
+            AppSlider {
+                objectName: "level"
+                Layout.fillWidth: true
+                from: -18
+                to: 0
+                stepSize: 1
+                value: view.generator.levelDBFS
+                Accessible.name: "Output Level"
+                onMoved: view.generator.levelDBFS = value
+            }
+            Text {
+                objectName: "levelText"
+                Layout.preferredWidth: 62
+                horizontalAlignment: Text.AlignRight
+                text: view.generator.levelText
+                color: Theme.text
+                font.pixelSize: 13
+            }
+        }
+        MessageLine {
+            objectName: "error"
+            Layout.fillWidth: true
+            text: view.generator.errorMessage
+        }
+        Item { Layout.fillHeight: true }
+        RowLayout {
+            Text {
+                objectName: "sizeEstimate"
+                Layout.fillWidth: true
+                text: view.generator.sizeEstimate
+                color: Theme.secondaryText
+                font.pixelSize: 12
+            }
+            AppPrimaryButton {
+                objectName: "generate"
+                enabled: !view.generator.isGenerating
+                text: view.generator.isGenerating ? "Generating…" : "Generate…"
+                onClicked: view.generator.generate()
+            }
+        }
+    }
+}

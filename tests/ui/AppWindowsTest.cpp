@@ -4,6 +4,7 @@
 #include <QScreen>
 #include <QtTest/QTest>
 
+#include "app/AppWindowCentering.h"
 #include "app/WindowFrame.h"
 #include "ui/UiRig.h"
 
@@ -59,6 +60,37 @@ TEST(GlobalSettings, StandsInTheMiddleOfTheScreenAndOnceMoreWhenItHasSettled) {
   rig.runFor(20ms);
   rig.click(rig.find("globalSettings"));
   EXPECT_LE((rig.windowTitled("Settings")->frameGeometry().center() - centreOfScreen()).manhattanLength(), 4);
+}
+
+TEST(GlobalSettings, PartThatMovesToASecondWindowCentresThatOneToo) {
+  UiRig rig;
+  rig.open();
+  rig.click(rig.find("globalSettings"));
+  QQuickWindow* settings = rig.windowTitled("Settings");
+  ASSERT_NE(settings, nullptr);
+  const auto parts = settings->findChildren<AppWindowCentering*>();
+  ASSERT_EQ(parts.size(), 1);
+  QQuickWindow other;
+  other.setGeometry(7, 9, 200, 100);
+  other.show();
+  parts.front()->setParentItem(other.contentItem());
+  EXPECT_LE((other.frameGeometry().center() - centreOfScreen()).manhattanLength(), 4);
+  other.setPosition(7, 9);
+  rig.runFor(450ms);
+  EXPECT_LE((other.frameGeometry().center() - centreOfScreen()).manhattanLength(), 4);
+  parts.front()->setParentItem(settings->contentItem());
+}
+
+TEST(GlobalSettings, CanNotBeMinimisedAlsoAfterItsContentsChange) {
+  UiRig rig;
+  rig.open();
+  rig.click(rig.find("globalSettings"));
+  QQuickWindow* settings = rig.windowTitled("Settings");
+  ASSERT_NE(settings, nullptr);
+  rig.click(in(rig, settings, "appearanceDark"));
+  rig.click(in(rig, settings, "segmentLarge"));
+  EXPECT_TRUE(settings->flags().testFlag(Qt::WindowCloseButtonHint));
+  EXPECT_FALSE(settings->flags().testFlag(Qt::WindowMinimizeButtonHint));
 }
 
 TEST(GlobalSettings, ChoosesAppearanceAndTileSize) {

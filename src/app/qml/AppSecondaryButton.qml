@@ -8,6 +8,7 @@ T.Button {
 
     property color textColor: Theme.text
     property string symbol
+    readonly property color labelColor: enabled ? textColor : Theme.hairline
 
     implicitWidth: Math.max(72, contentItem.implicitWidth + leftPadding + rightPadding)
     implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
@@ -41,7 +42,7 @@ T.Button {
 
                 text: control.text
                 font: control.font
-                color: control.enabled ? control.textColor : Theme.hairline
+                color: control.labelColor
             }
         }
     }

@@ -18,6 +18,12 @@
 #include "support/CountedFiles.h"
 #include "support/MediaFolder.h"
 
+/// libsndfile forgets what libvorbis has set up when an Ogg stream breaks off within its headers.
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier): the checker's own name
+  return "leak:vorbis_info_init\n";
+}
+
 namespace tallyrig {
 namespace {
 
@@ -117,7 +123,10 @@ TEST_F(FileToolsOnDisk, CodeIsFoundInEveryKindOfFile) {
 
 TEST_F(FileToolsOnDisk, CodeIsFoundOnOneOfSixtyFourChannels) {
   const std::string wav = code("code.wav", 8);
-  const std::string path = folder_.make("wide.wav", "-i " + wav + " -af 'pan=64c|c63=c0' -c:a pcm_s16le");
+  const std::string path = folder_.file("wide.wav");
+  std::string silent;
+  for (int channel = 0; channel < 63; ++channel) silent += "0 ";
+  outputOf("sox '" + wav + "' '" + path + "' remix " + silent + "1");
   EXPECT_EQ(engine_.channelCount(path), 64);
   std::vector<int> all(64);
   for (int channel = 0; channel < 64; ++channel) all[static_cast<std::size_t>(channel)] = channel;

@@ -81,7 +81,8 @@ QString WAVGenerator::levelText() const {
 
 QString WAVGenerator::sizeEstimate() const {
   const int length = durationMinutes_ * kSecondsPerMinute + durationSeconds_;
-  const double megabytes = static_cast<double>(length) * sampleRate_ * (bitDepth_ / 8) * 9.5367431640625e-7;
+  const int bytesPerSample = bitDepth_ / 8;
+  const double megabytes = static_cast<double>(length) * sampleRate_ * bytesPerSample * 9.5367431640625e-7;
   return fromUtf8(formatted("\u2248 %.1f MB \u00b7 %d:%02d", megabytes, durationMinutes_, durationSeconds_));
 }
 

@@ -25,6 +25,8 @@ FocusScope {
 
         title: "Save WAV File"
         fileMode: FileDialog.SaveFile
+        // Where the desktop brings no panel of its own, Qt's says "Open" otherwise.
+        acceptLabel: "Save"
         defaultSuffix: "wav"
         nameFilters: ["WAV audio (*.wav)"]
         currentFolder: view.generator.suggestedFolder

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "EngineOnRig.h"
-#include "ltc/LTCAudioGenerator.h"
 #include "ltc/LTCOutputSession.h"
+#include "support/EncodedLTC.h"
 #include "support/ManualScheduler.h"
 #include "support/RigClient.h"
 
@@ -110,18 +110,6 @@ class SilentDevice {
                                                                     .volumeDBFS = -6},
                                          clock_, scheduler_, log_);
 };
-
-/// The audio of `count` frames from `start` on.
-std::vector<float> encoded(const Timecode& start, std::int64_t count, double volumeDBFS) {
-  const auto generator = LTCAudioGenerator::create(start.frameRate, kRate, volumeDBFS);
-  generator->setTimecode(start);
-  std::vector<float> samples;
-  for (std::int64_t frame = 0; frame < count; ++frame) {
-    const auto next = generator->nextFrame();
-    samples.insert(samples.end(), next.samples.begin(), next.samples.end());
-  }
-  return samples;
-}
 
 bool sounds(float sample) {
   return sample != 0;
@@ -223,7 +211,7 @@ class Bench {
       if (recording->gaps() > 0) {
         ++result.disturbed;
       } else {
-        judge(*recording, pressed, encoded(start, sent, -6), result);
+        judge(*recording, pressed, encodedLTC(start, sent, kRate), result);
       }
     }
     return result;

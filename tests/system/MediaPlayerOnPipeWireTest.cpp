@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "ltc/LTCAudioGenerator.h"
 #include "platform/desktop/LocalUserFiles.h"
 #include "platform/ffmpeg/FFmpegMediaFiles.h"
 #include "platform/ffmpeg/FFmpegSampleRateConverters.h"
 #include "player/FileMediaAudioRouter.h"
 #include "rig/WavFile.h"
+#include "support/EncodedLTC.h"
 #include "support/MediaFolder.h"
 #include "system/EngineOnPipeWire.h"
 
@@ -48,13 +48,7 @@ std::string onLastOf(int channels) {
 class MediaPlayerOnPipeWire : public testing::TestWithParam<Clip> {
  protected:
   MediaPlayerOnPipeWire() {
-    const auto generator = LTCAudioGenerator::create(kStart.frameRate, 48000, -6);
-    generator->setTimecode(kStart);
-    Sound sound{{}, 48000};
-    for (int frame = 0; frame < kSeconds * 25; ++frame) {
-      const auto next = generator->nextFrame();
-      sound.samples.insert(sound.samples.end(), next.samples.begin(), next.samples.end());
-    }
+    const Sound sound{encodedLTC(kStart, kSeconds * 25, 48000), 48000};
     EXPECT_EQ(writeWav(folder.file("ltc.wav"), sound), "");
     router.onReady = [this] { ++readyCount; };
     router.onFailure = [this](const std::string& text) { failure = text; };

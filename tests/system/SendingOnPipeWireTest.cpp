@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "ltc/LTCAudioGenerator.h"
 #include "ltc/LTCTimecodeDecoder.h"
+#include "support/EncodedLTC.h"
 #include "system/EngineOnPipeWire.h"
 
 namespace tallyrig {
@@ -29,18 +29,6 @@ constexpr double kOneSample = 1.0001;
 /// is wrong in every attempt.
 constexpr int kAttempts = 3;
 
-/// The audio of `count` frames from `start` on.
-std::vector<float> encoded(const Timecode& start, std::int64_t count, double volumeDBFS) {
-  const auto generator = LTCAudioGenerator::create(start.frameRate, kRate, volumeDBFS);
-  generator->setTimecode(start);
-  std::vector<float> samples;
-  for (std::int64_t frame = 0; frame < count; ++frame) {
-    const auto next = generator->nextFrame();
-    samples.insert(samples.end(), next.samples.begin(), next.samples.end());
-  }
-  return samples;
-}
-
 struct Samples {
   double least = 0;
   double most = 0;
@@ -54,13 +42,13 @@ Samples decodersOwnOffset(MTCFrameRate rate) {
   LTCTimecodeDecoder decoder(clock);
   std::map<std::string, std::int64_t> seen;
   decoder.onTimecode = [&](const auto& frame) { seen[frame.timecode.text()] = frame.endSamplePosition; };
-  const auto samples = encoded(start, kFrames + 1, -6.0);
+  const auto samples = encodedLTC(start, kFrames + 1, kRate);
   for (std::size_t at = 0; at + 64 <= samples.size(); at += 64) {
     decoder.process(std::span(samples).subspan(at, 64), std::nullopt, kRate);
   }
   Samples offset{.least = kRate, .most = -kRate};
   for (std::int64_t frame = 2; frame < kFrames; ++frame) {
-    const auto end = static_cast<double>(encoded(start, frame + 1, -6.0).size());
+    const auto end = static_cast<double>(encodedLTC(start, frame + 1, kRate).size());
     const double apart = static_cast<double>(seen.at(start.advanced(frame).text())) - end;
     offset = {std::min(offset.least, apart), std::max(offset.most, apart)};
   }
@@ -92,7 +80,7 @@ TEST_P(SendingOnPipeWire, TheWireCarriesEachSampleFromTheFirstFrameToTheLastAndT
     recording->waitUntilDone(10s);
 
     const auto& heard = recording->samples().front();
-    const auto expected = encoded(start, sent, -6.0);
+    const auto expected = encodedLTC(start, sent, kRate);
     const auto first = std::ranges::find_if(heard, [](float sample) { return sample != 0; });
     const auto sound = std::ranges::find_if(expected, [](float sample) { return sample != 0; });
     const auto lead = std::min(sound - expected.begin(), first - heard.begin());

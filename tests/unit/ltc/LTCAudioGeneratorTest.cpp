@@ -9,6 +9,8 @@
 #include <cstring>
 #include <limits>
 
+#include "support/EncodedLTC.h"
+
 namespace tallyrig {
 namespace {
 
@@ -16,13 +18,7 @@ constexpr MTCFrameRate kRates[] = {MTCFrameRate::fps24, MTCFrameRate::fps25, MTC
                                    MTCFrameRate::fps30};
 
 std::vector<float> tenFrames(double volumeDBFS) {
-  const auto generator = LTCAudioGenerator::create(MTCFrameRate::fps25, 48000, volumeDBFS);
-  std::vector<float> samples;
-  for (int frame = 0; frame < 10; ++frame) {
-    const auto next = generator->nextFrame().samples;
-    samples.insert(samples.end(), next.begin(), next.end());
-  }
-  return samples;
+  return encodedLTC({0, 0, 0, 0, MTCFrameRate::fps25}, 10, 48000, volumeDBFS);
 }
 
 std::pair<float, float> range(double volumeDBFS) {

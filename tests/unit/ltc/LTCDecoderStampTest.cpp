@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-#include "ltc/LTCAudioGenerator.h"
+#include "support/EncodedLTC.h"
 #include "support/LtcWriter.h"
 #include "unit/ltc/DecoderRun.h"
 
@@ -15,14 +15,7 @@ namespace {
 constexpr auto k25 = MTCFrameRate::fps25;
 
 std::vector<float> generated(double sampleRate, int frames) {
-  const auto generator = LTCAudioGenerator::create(k25, sampleRate, -6);
-  generator->setTimecode({1, 0, 0, 0, k25});
-  std::vector<float> samples;
-  for (int frame = 0; frame < frames; ++frame) {
-    const auto next = generator->nextFrame().samples;
-    samples.insert(samples.end(), next.begin(), next.end());
-  }
-  return samples;
+  return encodedLTC({1, 0, 0, 0, k25}, frames, sampleRate);
 }
 
 // At 48 and 96 kHz and 25 frames a second half a bit is a whole number of samples, so that the positions, and with

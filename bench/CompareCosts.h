@@ -16,10 +16,11 @@ inline double threadSeconds() {
 }
 
 /// Times two ways of doing the same work, in turns, so that whatever else the machine does falls on both alike. The
-/// cheapest pass of each counts, as the one that was disturbed least. Reports `ratio`, the cost of `ours` over that of
-/// `bare`, and for a stretch of `audioSeconds` how many times faster than real time each of them is.
-template <typename Bare, typename Ours>
-void compareCosts(benchmark::State& state, double audioSeconds, Bare bare, Ours ours) {
+/// cheapest pass of each counts, as the one that was disturbed least; `prepare` comes before each and does not count.
+/// Reports `ratio`, the cost of `ours` over that of `bare`, and for a stretch of `audioSeconds` how many times faster
+/// than real time each of them is.
+template <typename Bare, typename Ours, typename Prepare>
+void compareCosts(benchmark::State& state, double audioSeconds, Bare bare, Ours ours, Prepare prepare) {
   const auto secondsOf = [](auto& work) {
     const double begin = threadSeconds();
     work();
@@ -28,12 +29,18 @@ void compareCosts(benchmark::State& state, double audioSeconds, Bare bare, Ours 
   double bareSeconds = std::numeric_limits<double>::max();
   double ourSeconds = std::numeric_limits<double>::max();
   for (auto pass : state) {
+    prepare();
     bareSeconds = std::min(bareSeconds, secondsOf(bare));
     ourSeconds = std::min(ourSeconds, secondsOf(ours));
   }
   state.counters["ratio"] = ourSeconds / bareSeconds;
   state.counters["bare_x_realtime"] = audioSeconds / bareSeconds;
   state.counters["ours_x_realtime"] = audioSeconds / ourSeconds;
+}
+
+template <typename Bare, typename Ours>
+void compareCosts(benchmark::State& state, double audioSeconds, Bare bare, Ours ours) {
+  compareCosts(state, audioSeconds, bare, ours, [] {});
 }
 
 }  // namespace tallyrig

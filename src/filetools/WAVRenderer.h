@@ -44,8 +44,9 @@ struct WAVStretch {
 /// Blocking, for as long as the disk takes; one thread that is no real-time thread.
 std::optional<std::string> renderWAV(WavFiles& files, const WAVStretch& stretch, const std::filesystem::path& url);
 
-/// Samples as they go into a file of 16 or 24 bits, which keeps the highest bits of each: clamped to full scale,
-/// truncated towards zero at 16 bits, and to 32 bits otherwise. `into` has room for all.
-void quantise(std::span<const float> samples, int bitDepth, std::span<std::int32_t> into) noexcept;
+/// Samples of the encoder, with silence at 128 and full scale 128 away, as they stand in a file: two or three bytes
+/// each, the low byte first. Of what stands for full scale 32767 is the highest at 16 bits, where what lies between two
+/// numbers becomes the one nearer to zero. `into` has room for all.
+void putSamples(std::span<const std::uint8_t> samples, int bitDepth, std::span<std::uint8_t> into) noexcept;
 
 }  // namespace tallyrig

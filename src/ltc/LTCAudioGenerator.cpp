@@ -58,18 +58,19 @@ LTCAudioGenerator::GeneratedFrame LTCAudioGenerator::nextFrame() {
   SMPTETimecode fields{};
   ltc_encoder_get_timecode(encoder_.get(), &fields);
   GeneratedFrame frame{.timecode = {fields.hours, fields.mins, fields.secs, fields.frame, frameRate_}, .samples = {}};
-  nextFrame(frame.samples);
+  const std::span<const std::uint8_t> samples = nextSamples();
+  frame.samples.resize(samples.size());
+  std::ranges::transform(samples, frame.samples.begin(),
+                         [](std::uint8_t sample) { return static_cast<float>(sample - 128) * 0.0078125F; });
   return frame;
 }
 
-void LTCAudioGenerator::nextFrame(std::vector<float>& samples) {
+std::span<const std::uint8_t> LTCAudioGenerator::nextSamples() {
   ltc_encoder_encode_frame(encoder_.get());
-  ltcsnd_sample_t* bytes = nullptr;
-  const int count = ltc_encoder_get_bufferptr(encoder_.get(), &bytes, 1);
+  ltcsnd_sample_t* samples = nullptr;
+  const int count = ltc_encoder_get_bufferptr(encoder_.get(), &samples, 1);
   ltc_encoder_inc_timecode(encoder_.get());
-  samples.resize(static_cast<std::size_t>(std::max(count, 0)));
-  std::transform(bytes, bytes + samples.size(), samples.begin(),
-                 [](ltcsnd_sample_t byte) { return static_cast<float>(byte - 128) * 0.0078125F; });
+  return {samples, static_cast<std::size_t>(std::max(count, 0))};
 }
 
 }  // namespace tallyrig

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "timecode/Timecode.h"
@@ -34,8 +36,8 @@ class LTCAudioGenerator {
 
   /// The next frame; moves on by one.
   GeneratedFrame nextFrame();
-  /// The same into `samples`, whose room is used again.
-  void nextFrame(std::vector<float>& samples);
+  /// The same as the encoder has it: a byte a sample, with silence at 128 and full scale 128 away. Until the next call.
+  std::span<const std::uint8_t> nextSamples();
 
  private:
   struct FreeEncoder {

@@ -13,6 +13,8 @@ struct WavFormat {
   int sampleRate = 0;
   /// 16 or 24.
   int bitDepth = 0;
+  /// How many are going to be written, for room to be made for them at once; another number can follow.
+  std::int64_t expectedSamples = 0;
 };
 
 /// A WAV file that is being written: PCM, little-endian, one channel (RIFF WAVE). Destroying it closes it as well as it
@@ -23,9 +25,9 @@ class WavFile {
 
   /// The depth that the file really has.
   virtual int bitDepth() const = 0;
-  /// Full scale is 32 bits whatever the depth; the file keeps the highest bits of each sample. After an error nothing
-  /// more can be written.
-  virtual std::error_code write(std::span<const std::int32_t> samples) = 0;
+  /// Whole samples as they stand in the file: two or three bytes each, signed, the low byte first. Cheapest in pieces
+  /// of many thousands. After an error nothing more can be written.
+  virtual std::error_code write(std::span<const std::uint8_t> samples) = 0;
   /// Completes the file. No other call may follow.
   virtual std::error_code close() = 0;
 };

@@ -100,6 +100,28 @@ TEST_F(FileToolsOnDisk, OthersReadWhatTheGeneratorWrites) {
   EXPECT_EQ(outputOf("soxi -s " + empty), "0\n");
 }
 
+TEST_F(FileToolsOnDisk, AGeneratedFileIsAHeaderAndItsSamplesAndNoMore) {
+  const auto number = [](std::uint32_t value, int bytes) {
+    std::string text;
+    for (int byte = 0; byte < bytes; ++byte) text += static_cast<char>(value >> 8 * byte & 0xff);
+    return text;
+  };
+  // The second and third take the place of a longer file.
+  for (const auto& [depth, seconds] : {std::pair{24U, 60U}, {16U, 2U}, {24U, 1U}, {16U, 0U}}) {
+    const std::string path = code("x.wav", seconds, kStart, WAVFrameRate::fps25, 44100, static_cast<int>(depth));
+    const std::uint32_t width = depth / 8;
+    const std::uint32_t size = 44100 * seconds * width;
+    const std::string bytes = readWhole(path);
+    EXPECT_EQ(bytes.size(), 44 + size);
+    EXPECT_EQ(bytes.substr(0, 44), "RIFF" + number(36 + size, 4) + "WAVEfmt " + number(16, 4) + number(1, 2) +
+                                       number(1, 2) + number(44100, 4) + number(44100 * width, 4) + number(width, 2) +
+                                       number(depth, 2) + "data" + number(size, 4));
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_LT(status.st_blocks * 512, std::int64_t{size} + 65536) << "no room is kept beyond the end";
+  }
+}
+
 TEST_F(FileToolsOnDisk, CodeIsFoundInEveryKindOfFile) {
   const std::string wav = code("code.wav", 20);
   const std::string expected = "10:20:30:05 25";
@@ -304,7 +326,10 @@ TEST_F(FileToolsOnDisk, ADiskThatFillsUpIsSaidAndTheRunEnds) {
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
   std::signal(SIGXFSZ, ignored);
   EXPECT_EQ(failure, "Write failed: File too large");
-  EXPECT_EQ(fs::file_size(folder_.file("big.wav")), 1U << 20) << "what was written stays";
+  struct stat status {};
+  ASSERT_EQ(stat(folder_.file("big.wav").c_str(), &status), 0);
+  EXPECT_EQ(status.st_size, 1 << 20) << "what was written stays";
+  EXPECT_LE(status.st_blocks * 512, (1 << 20) + 65536) << "and takes no more room than that";
 }
 
 }  // namespace

@@ -3,11 +3,14 @@
 #include <fcntl.h>
 #include <sndfile.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -15,8 +18,6 @@
 
 namespace tallyrig {
 namespace {
-
-static_assert(sizeof(int) == sizeof(std::int32_t));
 
 std::error_code lastError() {
   return {errno, std::generic_category()};
@@ -41,9 +42,16 @@ class DiskFile {
     return ::ftruncate(number_, 0) == 0 ? std::error_code{} : lastError();
   }
 
+  /// Asks for room for so many bytes. Where that cannot be had at once, it is found while writing, or not then.
+  void reserve(std::int64_t bytes) {
+    ::fallocate(number_, FALLOC_FL_KEEP_SIZE, 0, bytes);
+    reserved_ = bytes;
+  }
+
   std::error_code close() {
     if (number_ < 0) return {};
     flush();
+    giveRoomBack();
     return ::close(std::exchange(number_, -1)) == 0 || errno == EINTR ? std::error_code{} : lastError();
   }
 
@@ -55,35 +63,66 @@ class DiskFile {
 
   sf_count_t seek(sf_count_t offset, int whence) {
     flush();
-    return ::lseek(number_, offset, whence);
+    const off_t reached = ::lseek(number_, offset, whence);
+    if (reached >= 0) offset_ = reached;
+    return reached;
   }
 
-  /// Gathers what the library gives in small pieces. An error shows at the latest in `flush`.
+  /// Up to where a page ends at once, and what the library gives beyond that with the next piece: writes that begin or
+  /// end within a page are dear. An error shows at the latest in `flush`.
   sf_count_t write(const void* from, sf_count_t size) {
-    const auto* bytes = static_cast<const char*>(from);
-    gathered_.insert(gathered_.end(), bytes, bytes + size);
-    if (gathered_.size() >= kWriteBytes) flush();
+    std::span bytes(static_cast<const char*>(from), static_cast<std::size_t>(size));
+    const off_t end = offset_ + static_cast<off_t>(gathered_.size() + bytes.size());
+    const off_t boundary = end - end % kPage;
+    if (boundary > offset_) {
+      const auto first = bytes.first(static_cast<std::size_t>(boundary - offset_) - gathered_.size());
+      writeAll({{{gathered_.data(), gathered_.size()}, {const_cast<char*>(first.data()), first.size()}}});
+      gathered_.clear();
+      bytes = bytes.subspan(first.size());
+    }
+    gathered_.insert(gathered_.end(), bytes.begin(), bytes.end());
     return failure_ ? 0 : size;
   }
 
   void flush() {
-    std::size_t written = 0;
-    while (written < gathered_.size() && !failure_) {
-      const ssize_t count = ::write(number_, gathered_.data() + written, gathered_.size() - written);
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0) failure_ = lastError();
-      if (count == 0) failure_ = std::make_error_code(std::errc::io_error);
-      written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
-    }
+    writeAll({{{gathered_.data(), gathered_.size()}, {}}});
     gathered_.clear();
   }
 
   const std::error_code& failure() const { return failure_; }
 
  private:
-  static constexpr std::size_t kWriteBytes = 256 * 1024;
+  /// A multiple of any page's size; fewer bytes than that are gathered.
+  static constexpr off_t kPage = off_t{64} << 10U;
+
+  /// What has not been needed of it. The file is as good where that fails.
+  void giveRoomBack() {
+    struct stat status {};
+    const bool needed = ::fstat(number_, &status) != 0 || status.st_size >= reserved_;
+    if (!needed && ::ftruncate(number_, status.st_size) == 0) reserved_ = 0;
+  }
+
+  void writeAll(std::array<iovec, 2> parts) {
+    while (parts[0].iov_len + parts[1].iov_len > 0 && !failure_) {
+      const ssize_t count = ::writev(number_, parts.data(), static_cast<int>(parts.size()));
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) failure_ = lastError();
+      if (count == 0) failure_ = std::make_error_code(std::errc::io_error);
+      if (count <= 0) return;
+      offset_ += count;
+      auto written = static_cast<std::size_t>(count);
+      for (iovec& part : parts) {
+        const std::size_t done = std::min(written, part.iov_len);
+        part = {static_cast<char*>(part.iov_base) + done, part.iov_len - done};
+        written -= done;
+      }
+    }
+  }
 
   int number_ = -1;
+  /// Where in the file `gathered_` is to begin.
+  off_t offset_ = 0;
+  std::int64_t reserved_ = 0;
   std::vector<char> gathered_;
   std::error_code failure_;
 };
@@ -117,6 +156,7 @@ class SndfileWavFile final : public WavFile {
     info.format = SF_FORMAT_WAV | depth;
     if (sf_format_check(&info) == 0) return sndfileError(SF_ERR_UNSUPPORTED_ENCODING);
     if (const auto error = file_.open(path)) return error;
+    if (format.expectedSamples > 0) file_.reserve(format.expectedSamples * (format.bitDepth / 8));
     SF_VIRTUAL_IO io = callbacks();
     sound_ = sf_open_virtual(&io, SFM_WRITE, &info, &file_);
     if (file_.failure()) return file_.failure();
@@ -127,9 +167,9 @@ class SndfileWavFile final : public WavFile {
 
   int bitDepth() const override { return bitDepth_; }
 
-  std::error_code write(std::span<const std::int32_t> samples) override {
+  std::error_code write(std::span<const std::uint8_t> samples) override {
     const auto size = static_cast<sf_count_t>(samples.size());
-    const sf_count_t count = sf_write_int(sound_, samples.data(), size);
+    const sf_count_t count = sf_write_raw(sound_, samples.data(), size);
     if (file_.failure()) return file_.failure();
     return count == size ? std::error_code{} : sndfileError(sf_error(sound_));
   }

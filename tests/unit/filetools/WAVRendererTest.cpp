@@ -1,8 +1,11 @@
 #include "filetools/WAVRenderer.h"
 
 #include <cmath>
+#include <map>
 #include <memory>
+#include <numeric>
 
+#include "ltc/LTCAudioGenerator.h"
 #include "ltc/LTCTimecodeDecoder.h"
 #include "platform/simulated/SimulatedClock.h"
 
@@ -19,12 +22,23 @@ class MemoryWavFiles final : public WavFiles {
     return {};
   }
 
+  /// A sample as a part of full scale, out of the bytes that the file got for it.
+  double sample(std::size_t index) const {
+    const std::size_t size = width();
+    std::uint32_t word = 0;
+    for (std::size_t byte = 0; byte < size; ++byte) {
+      word |= std::uint32_t{bytes[index * size + byte]} << (32 - 8 * (size - byte));
+    }
+    return static_cast<std::int32_t>(word) / 2147483648.0;
+  }
+  std::size_t sampleCount() const { return bytes.size() / width(); }
+
   WavFormat created;
-  std::vector<std::int32_t> samples;
+  std::vector<std::uint8_t> bytes;
   bool closed = false;
   std::error_code createError;
   std::error_code writeError;
-  std::size_t writableSamples = ~std::size_t{0};
+  std::size_t writableBytes = ~std::size_t{0};
   std::error_code closeError;
   std::optional<int> depth;
 
@@ -33,9 +47,10 @@ class MemoryWavFiles final : public WavFiles {
    public:
     File(MemoryWavFiles& owner, int bitDepth) : owner_(owner), bitDepth_(bitDepth) {}
     int bitDepth() const override { return bitDepth_; }
-    std::error_code write(std::span<const std::int32_t> samples) override {
-      if (owner_.samples.size() + samples.size() > owner_.writableSamples) return owner_.writeError;
-      owner_.samples.insert(owner_.samples.end(), samples.begin(), samples.end());
+    std::error_code write(std::span<const std::uint8_t> samples) override {
+      EXPECT_EQ(samples.size() % owner_.width(), 0U) << "whole samples";
+      if (owner_.bytes.size() + samples.size() > owner_.writableBytes) return owner_.writeError;
+      owner_.bytes.insert(owner_.bytes.end(), samples.begin(), samples.end());
       return {};
     }
     std::error_code close() override {
@@ -47,6 +62,8 @@ class MemoryWavFiles final : public WavFiles {
     MemoryWavFiles& owner_;
     const int bitDepth_;
   };
+
+  std::size_t width() const { return static_cast<std::size_t>(created.bitDepth / 8); }
 };
 
 std::vector<LTCTimecodeDecoder::DecodedFrame> framesOf(const MemoryWavFiles& files) {
@@ -54,9 +71,10 @@ std::vector<LTCTimecodeDecoder::DecodedFrame> framesOf(const MemoryWavFiles& fil
   LTCTimecodeDecoder decoder(clock);
   std::vector<LTCTimecodeDecoder::DecodedFrame> frames;
   decoder.onTimecode = [&](const auto& frame) { frames.push_back(frame); };
-  std::vector<float> samples(files.samples.size());
-  std::transform(files.samples.begin(), files.samples.end(), samples.begin(),
-                 [](std::int32_t sample) { return static_cast<float>(sample) / 2147483648.0F; });
+  std::vector<float> samples;
+  for (std::size_t index = 0; index < files.sampleCount(); ++index) {
+    samples.push_back(static_cast<float>(files.sample(index)));
+  }
   for (std::size_t at = 0; at < samples.size(); at += 256) {
     decoder.process(std::span(samples).subspan(at, std::min<std::size_t>(256, samples.size() - at)), std::nullopt,
                     files.created.sampleRate);
@@ -75,20 +93,74 @@ TEST(WAVRates, HaveTheirLabelsAndNumbers) {
   }
 }
 
-TEST(Quantising, SixteenBitsAreTruncatedTowardsZeroAndSaturate) {
-  const std::vector<float> samples{0, 0.5F, -0.5F, 1, 2, -1, -2, 1.0F / 32767 * 1.99F, -1.0F / 32767 * 1.99F};
-  std::vector<std::int32_t> quantised(samples.size());
-  quantise(samples, 16, quantised);
-  for (std::int32_t& sample : quantised) sample >>= 16;
-  EXPECT_THAT(quantised, testing::ElementsAre(0, 16383, -16383, 32767, 32767, -32767, -32767, 1, -1));
+/// A sample between -1 and 1 as the file must have it: clamped, scaled, truncated towards zero, the low byte first.
+std::vector<std::uint8_t> inFile(float sample, int bitDepth) {
+  const double limited = std::clamp(static_cast<double>(sample), -1.0, 1.0);
+  const bool narrow = bitDepth == 16;
+  const auto scaled = static_cast<std::int64_t>(limited * (narrow ? 32767.0 : 2147483648.0));
+  // Of 32 bits a file of 24 keeps the highest.
+  const std::int64_t kept = narrow ? scaled : scaled >> 8;
+  std::vector<std::uint8_t> bytes;
+  for (int shift = 0; shift < bitDepth; shift += 8) bytes.push_back(static_cast<std::uint8_t>(kept >> shift & 0xff));
+  return bytes;
 }
 
-TEST(Quantising, TwentyFourBitsComeOutOfThirtyTwo) {
-  const std::vector<float> samples{0, 0.5F, -0.5F, 1, 2, -1, -2, 0x1p-31F, -0x1p-31F};
-  std::vector<std::int32_t> quantised(samples.size());
-  quantise(samples, 24, quantised);
-  EXPECT_THAT(quantised, testing::ElementsAre(0, 1 << 30, -(1 << 30), 2147483647, 2147483647, -2147483648LL,
-                                              -2147483648LL, 1, -1));
+TEST(PutSamples, GivesEveryValueOfTheEncoderWhatTheScaleSays) {
+  std::vector<std::uint8_t> values(256);
+  std::iota(values.begin(), values.end(), std::uint8_t{0});
+  for (const int depth : {16, 24}) {
+    std::vector<std::uint8_t> expected;
+    for (const std::uint8_t value : values) {
+      const auto bytes = inFile(static_cast<float>(value - 128) * 0.0078125F, depth);
+      expected.insert(expected.end(), bytes.begin(), bytes.end());
+    }
+    std::vector<std::uint8_t> whole(expected.size());
+    putSamples(values, depth, whole);
+    EXPECT_EQ(whole, expected) << depth;
+    // In stretches of any length and at any place, as frames of odd lengths have them.
+    const std::size_t width = expected.size() / values.size();
+    std::vector<std::uint8_t> pieces(expected.size());
+    for (std::size_t at = 0, length = 0; at < values.size(); at += length) {
+      length = std::min(values.size() - at, length % 23 + 1);
+      putSamples(std::span(values).subspan(at, length), depth, std::span(pieces).subspan(at * width, length * width));
+    }
+    EXPECT_EQ(pieces, expected) << depth;
+  }
+}
+
+TEST(PutSamples, KeepsSilenceAndNearlyReachesFullScale) {
+  const std::vector<std::uint8_t> values{128, 255, 0, 129, 127};
+  std::vector<std::uint8_t> narrow(10);
+  std::vector<std::uint8_t> wide(15);
+  putSamples(values, 16, narrow);
+  putSamples(values, 24, wide);
+  EXPECT_THAT(narrow, testing::ElementsAre(0, 0, 0xff, 0x7e, 0x01, 0x80, 0xff, 0, 0x01, 0xff));
+  EXPECT_THAT(wide, testing::ElementsAre(0, 0, 0, 0, 0, 0x7f, 0, 0, 0x80, 0, 0, 0x01, 0, 0, 0xff));
+}
+
+TEST(RenderWAV, WritesTheSamplesOfTheGeneratorAtEveryLevel) {
+  const Timecode start{23, 59, 59, 20, MTCFrameRate::fps2997};
+  for (const int depth : {16, 24}) {
+    std::map<float, std::vector<std::uint8_t>> known;
+    for (int level = -18; level <= 0; ++level) {
+      MemoryWavFiles files;
+      ASSERT_EQ(renderWAV(files, {start, WAVFrameRate::fps2997, 44100, depth, static_cast<double>(level), 1}, "x.wav"),
+                std::nullopt);
+      const auto generator = LTCAudioGenerator::create(MTCFrameRate::fps2997, 44100, level);
+      generator->setTimecode(start);
+      std::vector<std::uint8_t> expected;
+      while (expected.size() < files.bytes.size()) {
+        for (const float sample : generator->nextFrame().samples) {
+          std::vector<std::uint8_t>& bytes = known[sample];
+          if (bytes.empty()) bytes = inFile(sample, depth);
+          expected.insert(expected.end(), bytes.begin(), bytes.end());
+        }
+      }
+      EXPECT_GT(expected.size(), files.bytes.size()) << "the last frame is cut off";
+      expected.resize(files.bytes.size());
+      EXPECT_TRUE(files.bytes == expected) << depth << " bits, " << level << " dBFS";
+    }
+  }
 }
 
 TEST(RenderWAV, IsAsLongAsItSaysAndCarriesTheFramesInOrder) {
@@ -98,7 +170,8 @@ TEST(RenderWAV, IsAsLongAsItSaysAndCarriesTheFramesInOrder) {
         MemoryWavFiles files;
         const Timecode start{9, 59, 58, 3, wavNumbering(rate)};
         ASSERT_EQ(renderWAV(files, {start, rate, sampleRate, depth, -6, 5}, "x.wav"), std::nullopt);
-        EXPECT_EQ(files.samples.size(), static_cast<std::size_t>(5 * sampleRate));
+        EXPECT_EQ(files.sampleCount(), static_cast<std::size_t>(5 * sampleRate));
+        EXPECT_EQ(files.created.expectedSamples, 5 * sampleRate);
         EXPECT_TRUE(files.closed);
         EXPECT_EQ(files.created.sampleRate, sampleRate);
         EXPECT_EQ(files.created.bitDepth, depth);
@@ -135,17 +208,19 @@ TEST(RenderWAV, TheLevelIsThePeak) {
   for (const double level : {-18.0, -6.0, -1.0}) {
     MemoryWavFiles files;
     ASSERT_EQ(renderWAV(files, {{}, WAVFrameRate::fps25, 48000, 24, level, 1}, "x.wav"), std::nullopt);
-    std::int32_t peak = 0;
-    for (const std::int32_t sample : files.samples) peak = std::max(peak, std::abs(sample));
+    double peak = 0;
+    for (std::size_t index = 0; index < files.sampleCount(); ++index) {
+      peak = std::max(peak, std::abs(files.sample(index)));
+    }
     // The encoder has 8 bits.
-    EXPECT_NEAR(20 * std::log10(peak / 2147483648.0), level, 0.6);
+    EXPECT_NEAR(20 * std::log10(peak), level, 0.6);
   }
 }
 
 TEST(RenderWAV, NoTimeIsAnEmptyFile) {
   MemoryWavFiles files;
   EXPECT_EQ(renderWAV(files, {{}, WAVFrameRate::fps25, 48000, 16, -6, 0}, "x.wav"), std::nullopt);
-  EXPECT_TRUE(files.samples.empty());
+  EXPECT_TRUE(files.bytes.empty());
   EXPECT_TRUE(files.closed);
 }
 
@@ -163,10 +238,10 @@ TEST(RenderWAV, EachFailureHasItsText) {
   }
   {
     MemoryWavFiles files;
-    files.writableSamples = 100000;
+    files.writableBytes = 300000;
     files.writeError = std::make_error_code(std::errc::no_space_on_device);
     EXPECT_EQ(renderWAV(files, stretch, "x.wav"), "Write failed: No space left on device");
-    EXPECT_GT(files.samples.size(), 0U);
+    EXPECT_GT(files.bytes.size(), 0U) << "what was written stays";
   }
   {
     MemoryWavFiles files;

@@ -20,6 +20,8 @@ constexpr unsigned kPrefersLight = 2;
 DesktopColourScheme::DesktopColourScheme(const QDBusConnection& bus)
     : bus_(bus), portalWatch_(kPortal, bus, QDBusServiceWatcher::WatchForRegistration) {
   if (!bus_.isConnected()) return;
+  // Qt looks the slot's arguments up by name and connects nothing while one of them has never been used.
+  qRegisterMetaType<QDBusVariant>();
   bus_.connect(kPortal, kPortalPath, kSettings, "SettingChanged", this,
                SLOT(settingChanged(QString, QString, QDBusVariant)));
   connect(&portalWatch_, &QDBusServiceWatcher::serviceRegistered, this, [this] { read("ReadOne"); });

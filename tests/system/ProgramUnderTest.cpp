@@ -106,6 +106,7 @@ void ProgramUnderTest::start() {
     environment[name] = value;
     if (value.empty()) environment.erase(name);
   }
+  for (const auto& [name, value] : variables_) environment[name] = value;
   lastLine_.clear();
   process_ = std::make_unique<WatchedProcess>(std::vector<std::string>{TALLYRIG_PROGRAM}, environment);
 }

@@ -42,6 +42,9 @@ class ProgramUnderTest {
   /// The variables that lead to the sound server; without them there is none. An empty value takes one away.
   void useSoundServer(Environment variables) { soundServer_ = std::move(variables); }
 
+  /// A variable that the program gets besides.
+  void useVariable(const std::string& name, const std::string& value) { variables_[name] = value; }
+
   /// Where the program keeps its cards.
   std::filesystem::path readersPath() const;
   void writeReaders(const std::string& text) const;
@@ -69,6 +72,7 @@ class ProgramUnderTest {
   std::filesystem::path home_;
   std::string display_;
   Environment soundServer_;
+  Environment variables_;
   std::unique_ptr<WatchedProcess> process_;
   std::string lastLine_;
 };

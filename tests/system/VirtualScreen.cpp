@@ -16,9 +16,11 @@ VirtualScreen::VirtualScreen() {
   server_ = std::make_unique<WatchedProcess>(std::vector<std::string>{"Xvfb", "-displayfd", "1", "-screen", "0",
                                                                       "1280x900x24", "-nolisten", "tcp", "-noreset"},
                                              currentEnvironment());
-  // The server takes the first free number and says which.
-  const auto number = server_->waitForLine("", 20s);
-  if (!number || number->find_first_not_of("0123456789") != std::string::npos) {
+  // The server takes the first free number and says which, after what it has to say about those that are taken.
+  std::optional<std::string> number;
+  do number = server_->waitForLine("", 20s);
+  while (number && number->find_first_not_of("0123456789") != std::string::npos);
+  if (!number) {
     error_ = "Xvfb does not start: " + server_->output();
     return;
   }
@@ -74,6 +76,10 @@ std::optional<QRect> VirtualScreen::frame(const std::string& title) const {
   if (!match.hasMatch()) return std::nullopt;
   return QRect(match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt(),
                match.captured(4).toInt());
+}
+
+std::optional<std::string> VirtualScreen::property(const std::string& title, const std::string& name) const {
+  return runCommand({"xprop", "-name", title, name}, environment());
 }
 
 bool VirtualScreen::place(const std::string& title, const QRect& frame) const {

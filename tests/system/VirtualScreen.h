@@ -35,6 +35,8 @@ class VirtualScreen {
   std::optional<QSize> window(const std::string& title) const;
   /// Where that window's contents are and how large.
   std::optional<QRect> frame(const std::string& title) const;
+  /// What `xprop` says of a property of that window, such as "_MOTIF_WM_HINTS".
+  std::optional<std::string> property(const std::string& title, const std::string& name) const;
   /// Gives the window that place and size.
   bool place(const std::string& title, const QRect& frame) const;
   /// Clicks at a place counted from the top left of that window's contents.

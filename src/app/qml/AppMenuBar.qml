@@ -10,6 +10,12 @@ T.MenuBar {
     implicitHeight: Theme.controlHeight
     Accessible.name: "Menus"
 
+    Shortcut {
+        sequence: "F10"
+        enabled: bar.visible && bar.count > 0
+        onActivated: bar.itemAt(0).triggered()
+    }
+
     contentItem: Row {
         spacing: 2
 
@@ -25,6 +31,11 @@ T.MenuBar {
         implicitHeight: Theme.controlHeight
         Accessible.name: text
 
+        Shortcut {
+            sequence: entry.text ? "Alt+" + entry.text[0] : ""
+            enabled: bar.visible
+            onActivated: entry.triggered()
+        }
         contentItem: Text {
             id: label
 

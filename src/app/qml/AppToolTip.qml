@@ -18,6 +18,7 @@ T.ToolTip {
     closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutsideParent | T.Popup.CloseOnReleaseOutsideParent
 
     contentItem: Text {
+        objectName: "toolTip"
         text: control.text
         textFormat: Text.PlainText
         wrapMode: Text.Wrap

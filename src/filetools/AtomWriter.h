@@ -13,6 +13,10 @@ namespace tallyrig {
 /// Puts atoms together in memory. All numbers are written with the high byte first.
 class AtomWriter {
  public:
+  AtomWriter() = default;
+  /// With room for so many bytes, so that large ones are not moved and held twice.
+  explicit AtomWriter(std::size_t expected) { bytes_.reserve(expected); }
+
   void put8(std::uint8_t number) { bytes_.push_back(number); }
   void put16(std::uint16_t number) { put(number); }
   void put32(std::uint32_t number) { put(number); }

@@ -41,7 +41,7 @@ std::error_code readAtomHead(AtomBytes bytes, AtomHead& head) {
   return head.size != 0 && head.size < kAtomHeaderSize ? MovieFault::kContradiction : std::error_code{};
 }
 
-std::error_code readAtoms(AtomBytes payload, AtomList& list) {
+std::error_code readAtoms(AtomBytes payload, AtomList& list, std::size_t most) {
   list = {};
   while (!payload.empty()) {
     if (payload.size() < kAtomHeaderSize) {
@@ -55,7 +55,7 @@ std::error_code readAtoms(AtomBytes payload, AtomList& list) {
     }
     if (head.size == 0) return MovieFault::kContradiction;
     if (head.size > payload.size()) return MovieFault::kAtomTooLong;
-    if (list.atoms.size() == kMostAtoms) return MovieFault::kTooManyAtoms;
+    if (list.atoms.size() == most) return MovieFault::kTooManyAtoms;
     const AtomBytes whole = payload.first(static_cast<std::size_t>(head.size));
     list.atoms.push_back({head.type, whole, whole.subspan(head.headerSize)});
     payload = payload.subspan(whole.size());

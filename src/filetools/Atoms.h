@@ -55,8 +55,9 @@ struct AtomList {
   AtomBytes tail;
 };
 
-/// Takes the payload of an atom to pieces, without looking into them. The pieces fill it exactly or it is refused.
-std::error_code readAtoms(AtomBytes payload, AtomList& list);
+/// Takes the payload of an atom to pieces, without looking into them. The pieces fill it exactly or it is refused, and
+/// so it is if there are more than `most`.
+std::error_code readAtoms(AtomBytes payload, AtomList& list, std::size_t most = kMostAtoms);
 
 /// The only atom of a type into `atom`, left empty if there is none. Two are a contradiction.
 std::error_code findAtom(const AtomList& list, AtomType type, Atom& atom);

@@ -92,7 +92,7 @@ std::error_code readReferences(MovieTrack& track) {
 
 std::error_code readTrack(const Atom& atom, MovieTrack& track) {
   track.atom = atom;
-  if (const auto error = readAtoms(atom.payload, track.children)) return error;
+  if (const auto error = readAtoms(atom.payload, track.children, kMostTrackAtoms)) return error;
   if (const auto error = readTrackHead(track)) return error;
   if (const auto error = readMediaType(track)) return error;
   return readReferences(track);

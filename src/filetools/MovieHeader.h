@@ -14,6 +14,8 @@ namespace tallyrig {
 /// A larger movie header is refused: it is held in memory whole. Hours of many tracks take a tenth of it.
 constexpr std::uint64_t kLargestMovieHeader = 128ULL << 20U;
 constexpr std::size_t kMostTracks = 1024;
+/// Atoms right in a track, of which each track's list is kept.
+constexpr std::size_t kMostTrackAtoms = 256;
 /// Four-byte words in all the references of one track, their heads included.
 constexpr std::size_t kMostReferences = 4096;
 

@@ -186,7 +186,8 @@ std::error_code planTimecodeTrack(const ByteSource& source, const Timecode& time
   if (!old.wide && *duration >= std::numeric_limits<std::uint32_t>::max()) return MovieFault::kContradiction;
   const TimecodeTrackPlace place{freeTrackID(old), old.timeScale, *duration, end + kAtomHeaderSize};
 
-  AtomWriter header;
+  constexpr std::size_t kMoreThanATrack = 4096;
+  AtomWriter header(old.bytes.size() + kMoreThanATrack);
   if (const auto error = HeaderRewrite(old, place).write(header, format)) return error;
   // What this program would refuse to read it does not write either.
   MovieHeader rewritten;

@@ -141,6 +141,15 @@ TEST(MovieHeader, RefusesMassesOfTracks) {
   EXPECT_FALSE(faultOf(movie));
 }
 
+TEST(MovieHeader, RefusesMassesOfAtomsInATrack) {
+  TestMovie movie;
+  // A head and media it has already.
+  for (std::size_t index = 2; index < kMostTrackAtoms; ++index) movie.tracks[0].more += atom("free", "");
+  EXPECT_FALSE(faultOf(movie));
+  movie.tracks[0].more += atom("free", "");
+  EXPECT_EQ(faultOf(movie), MovieFault::kTooManyAtoms);
+}
+
 TEST(MovieHeader, RefusesMassesOfReferences) {
   TestMovie movie;
   movie.tracks[0].references = {{"chap", std::vector<std::uint32_t>(kMostReferences - 2, 9)}};

@@ -4,16 +4,15 @@
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string>
-#include <system_error>
+#include <vector>
+
+#include "support/TemporaryFolder.h"
 
 namespace tallyrig {
 
-/// What a shell command prints; the test fails if the command does.
+/// What a command prints, its errors too; the test fails if the command does.
 inline std::string outputOf(const std::string& command) {
   std::string output;
   std::FILE* pipe = popen((command + " 2>&1").c_str(), "r");
@@ -26,43 +25,58 @@ inline std::string outputOf(const std::string& command) {
   return output;
 }
 
-/// A folder for the files of a test, gone with it.
-class MediaFolder {
- public:
-  MediaFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "tallyrig-media-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::system_error(errno, std::generic_category());
-    path_ = name;
-  }
-  ~MediaFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  MediaFolder(const MediaFolder&) = delete;
-  MediaFolder& operator=(const MediaFolder&) = delete;
+inline std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
 
-  const std::filesystem::path& path() const { return path_; }
-  std::string file(const std::string& name) const { return (path_ / name).string(); }
+/// A path as one word of a command.
+inline std::string quoted(const std::string& path) {
+  std::string word = "'";
+  for (const char letter : path) word += letter == '\'' ? std::string("'\\''") : std::string(1, letter);
+  return word + "'";
+}
+
+/// Inputs for ffmpeg: a picture of two seconds at that rate, and two seconds of sound with its codec.
+inline std::string pictureOf(const std::string& rate) {
+  return "-f lavfi -i testsrc=s=64x48:d=2:r=" + rate;
+}
+inline const std::string kSound = " -f lavfi -i sine=r=48000:d=2 -c:a aac";
+
+/// A folder for the media of a test, gone with it.
+class MediaFolder : public TemporaryFolder {
+ public:
+  std::string file(const std::string& name) const { return (path() / name).string(); }
 
   /// Makes a file by ffmpeg out of `recipe`, its inputs and options; the name of the file.
   std::string make(const std::string& name, const std::string& recipe) const {
-    outputOf("ffmpeg -v error -nostdin -y " + recipe + " '" + file(name) + "'");
+    outputOf("ffmpeg -v error -nostdin -y " + recipe + " " + quoted(file(name)));
     return file(name);
   }
-
- private:
-  std::filesystem::path path_;
 };
 
-inline std::string readWhole(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+/// Of all packets of all sound and picture.
+inline std::string packetHashes(const std::string& movie) {
+  return outputOf("ffmpeg -v error -nostdin -i " + quoted(movie) + " -map '0:v?' -map '0:a?' -c copy -f streamhash -");
 }
 
-inline void writeWhole(const std::filesystem::path& path, const std::string& bytes) {
-  std::ofstream file(path, std::ios::binary);
-  file << bytes;
-  ASSERT_TRUE(file.flush().good());
+/// In seconds, as ffprobe has it.
+inline double probedDuration(const std::string& movie) {
+  return std::stod(outputOf("ffprobe -v error -show_entries format=duration -of csv=p=0 " + quoted(movie)));
+}
+
+/// Rate and start value of each timecode track, as ffprobe has them.
+inline std::vector<std::string> probedTimecodeTracks(const std::string& movie) {
+  std::vector<std::string> tracks;
+  const std::string command =
+      "ffprobe -v error -select_streams d -show_entries stream=codec_tag_string,avg_frame_rate:stream_tags=timecode "
+      "-of csv=p=0 ";
+  for (const std::string& line : linesOf(outputOf(command + quoted(movie)))) {
+    if (line.starts_with("tmcd,")) tracks.push_back(line.substr(5));
+  }
+  return tracks;
 }
 
 }  // namespace tallyrig

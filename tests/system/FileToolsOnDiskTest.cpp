@@ -1,6 +1,7 @@
 // The file tools on real files: LTC in media made by ffmpeg, WAV files that other programs read, and files that are
 // not what they seem.
 
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -8,6 +9,7 @@
 #include <csignal>
 #include <random>
 
+#include "ForkedWriter.h"
 #include "filetools/FileAnalysisEngine.h"
 #include "filetools/WAVRenderer.h"
 #include "platform/desktop/LocalUserFiles.h"
@@ -204,7 +206,7 @@ TEST_F(FileToolsOnDisk, NamesAreBytes) {
 TEST_F(FileToolsOnDisk, WhatIsNoFileIsRefusedAtOnce) {
   for (const std::string extension : {"wav", "mov", "mp3", "mp4"}) {
     const auto named = [&](const std::string& name) { return folder_.file(name + "." + extension); };
-    writeWhole(named("empty"), "");
+    EXPECT_TRUE(writeWhole(named("empty"), ""));
     fs::create_directory(named("folder"));
     ASSERT_EQ(mkfifo(named("pipe").c_str(), 0600), 0);
     fs::create_symlink(named("loop"), named("loop"));
@@ -244,7 +246,7 @@ TEST_F(FileToolsOnDisk, FilesThatEndTooSoonAreReadAsFarAsTheyGo) {
     const std::string whole = readWhole(folder_.make(name, "-i " + wav + " " + options));
     for (std::size_t part = 1; part < 16; ++part) {
       const std::string path = folder_.file("cut-" + name);
-      writeWhole(path, whole.substr(0, whole.size() * part / 16));
+      EXPECT_TRUE(writeWhole(path, whole.substr(0, whole.size() * part / 16)));
       surviving(path);
     }
     std::string damaged = whole;
@@ -254,7 +256,7 @@ TEST_F(FileToolsOnDisk, FilesThatEndTooSoonAreReadAsFarAsTheyGo) {
         char& byte = damaged[random() % std::min<std::size_t>(damaged.size(), 4096)];
         byte = static_cast<char>(byte ^ 1 << random() % 8);
       }
-      writeWhole(folder_.file("damaged-" + name), damaged);
+      EXPECT_TRUE(writeWhole(folder_.file("damaged-" + name), damaged));
       surviving(folder_.file("damaged-" + name));
     }
   }
@@ -267,7 +269,7 @@ TEST_F(FileToolsOnDisk, RandomBytesAreNoTroubleUnderAnyName) {
       std::string bytes(size, '\0');
       for (char& byte : bytes) byte = static_cast<char>(random());
       const std::string path = folder_.file(std::string("random.") + extension);
-      writeWhole(path, bytes);
+      EXPECT_TRUE(writeWhole(path, bytes));
       surviving(path);
     }
   }
@@ -313,6 +315,46 @@ TEST_F(FileToolsOnDisk, WhereNothingCanBeWrittenTheUserIsTold) {
   const std::string pipe = folder_.file("pipe.wav");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_EQ(renderWAV(wavs_, stretch, pipe), "Write failed: No such device or address");
+}
+
+TEST_F(FileToolsOnDisk, AFolderOrFileThatMayNotBeWrittenToIsSaid) {
+  const WAVStretch stretch{kStart, WAVFrameRate::fps25, 48000, 16, -6, 1};
+  const fs::path kept = folder_.path() / "kept.wav";
+  ASSERT_TRUE(writeWhole(kept, "a recording"));
+  if (::geteuid() == 0) {
+    ASSERT_EQ(::chown(folder_.path().c_str(), kOrdinaryUser, kOrdinaryUser), 0);
+    ASSERT_EQ(::chown(kept.c_str(), kOrdinaryUser, kOrdinaryUser), 0);
+  }
+  fs::permissions(kept, fs::perms::owner_read);
+  fs::permissions(folder_.path(), fs::perms::owner_read | fs::perms::owner_exec);
+  const auto render = [&](const std::string& name) {
+    return runAsOrdinaryUser([&] { return renderWAV(wavs_, stretch, folder_.file(name)).value_or("done"); });
+  };
+  EXPECT_EQ(render("new.wav"), "Write failed: Permission denied");
+  EXPECT_EQ(render("kept.wav"), "Write failed: Permission denied");
+  fs::permissions(folder_.path(), fs::perms::owner_all);
+  EXPECT_EQ(readWhole(kept), "a recording");
+  EXPECT_FALSE(fs::exists(folder_.path() / "new.wav"));
+}
+
+TEST_F(FileToolsOnDisk, AGeneratedFileCanHaveAnyName) {
+  for (const std::string name : {"new\nline.wav", "no \xff\xfe utf8.wav", "-rf '\"$(x);.wav", "no suffix"}) {
+    EXPECT_EQ(fs::file_size(code(name, 1)), 96044U);
+  }
+  const WAVStretch stretch{kStart, WAVFrameRate::fps25, 48000, 16, -6, 1};
+  EXPECT_EQ(renderWAV(wavs_, stretch, folder_.file(std::string(300, 'x'))), "Write failed: File name too long");
+}
+
+TEST_F(FileToolsOnDisk, AFullAndAReadOnlyDiskAreSaid) {
+  const fs::path disk = folder_.path() / "disk";
+  fs::create_directory(disk);
+  if (::mount("none", disk.c_str(), "tmpfs", 0, "size=1m") != 0) GTEST_SKIP() << "only root can mount a small disk";
+  const WAVStretch stretch{kStart, WAVFrameRate::fps25, 48000, 24, -6, 60};
+  EXPECT_EQ(renderWAV(wavs_, stretch, disk / "x.wav"), "Write failed: No space left on device");
+  EXPECT_GT(fs::file_size(disk / "x.wav"), 500'000U) << "what was written stays";
+  EXPECT_EQ(::mount("none", disk.c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m"), 0);
+  EXPECT_EQ(renderWAV(wavs_, stretch, disk / "y.wav"), "Write failed: Read-only file system");
+  EXPECT_EQ(::umount(disk.c_str()), 0);
 }
 
 TEST_F(FileToolsOnDisk, ADiskThatFillsUpIsSaidAndTheRunEnds) {

@@ -1,14 +1,15 @@
 // Movies made by ffmpeg, edited by us, and looked at by ffprobe, mediainfo and ffmpeg.
 
 #include <cmath>
+#include <functional>
 
 #include "filetools/MovieFault.h"
 #include "filetools/TimecodeTrackEdit.h"
 #include "filetools/TimecodeTrackWriter.h"
 #include "platform/desktop/LocalUserFiles.h"
 #include "support/EditedMovie.h"
-#include "support/MovieTools.h"
-#include "support/TemporaryFolder.h"
+#include "support/MediaFolder.h"
+#include "support/ReshapedMovie.h"
 
 namespace tallyrig {
 namespace {
@@ -24,7 +25,12 @@ struct Kind {
   TimecodeTrackFormat format;
   /// As ffprobe writes the rate and the first timecode.
   std::string expected;
+  /// What becomes of the movie that ffmpeg has made.
+  std::function<std::string(std::string_view)> reshape = {};
 };
+
+/// Pictures out of their order, for which the movie has edit lists.
+const std::string kEdited = " -c:v libx264 -bf 2 -pix_fmt yuv420p";
 
 std::vector<Kind> kinds() {
   const auto plain = [](MTCFrameRate rate) { return timecodeTrackFormat(rate); };
@@ -76,12 +82,28 @@ std::vector<Kind> kinds() {
        {1, 0, 0, 0, k30},
        plain(k30),
        "30/1,01:00:00:00"},
-      {"EditedPicture",
+      {"EditedPicture", "a.mov", pictureOf("25") + kSound + kEdited, {1, 0, 0, 0, k25}, plain(k25), "25/1,01:00:00:00"},
+      {"WideAtoms",
        "a.mov",
-       pictureOf("25") + kSound + " -c:v libx264 -bf 2 -pix_fmt yuv420p",
+       pictureOf("25") + kSound + kEdited + " -timecode 05:06:07:08",
        {1, 0, 0, 0, k25},
        plain(k25),
-       "25/1,01:00:00:00"},
+       "25/1,01:00:00:00",
+       wideMovie},
+      {"OpenEndedMedia",
+       "a.mov",
+       pictureOf("25") + kSound + mpeg + " -movflags +faststart",
+       {1, 0, 0, 0, k25},
+       plain(k25),
+       "25/1,01:00:00:00",
+       openEndedMovie},
+      {"StrangeAtoms",
+       "a.mov",
+       pictureOf("25") + kSound + mpeg,
+       {1, 0, 0, 0, k25},
+       plain(k25),
+       "25/1,01:00:00:00",
+       strangeMovie},
   };
 }
 
@@ -97,10 +119,16 @@ class TimecodeTrackInMovies : public testing::TestWithParam<Kind> {};
 
 TEST_P(TimecodeTrackInMovies, IsReadByOthersAndChangesNothingElse) {
   const Kind& kind = GetParam();
-  const TemporaryFolder folder;
-  const std::string before = folder / kind.fileName;
-  const std::string after = folder / ("edited-" + kind.fileName);
-  makeMovie(kind.recipe, before);
+  const MediaFolder folder;
+  const std::string before = folder.make(kind.fileName, kind.recipe);
+  const std::string after = folder.file("edited-" + kind.fileName);
+  const std::string hashes = packetHashes(before);
+  if (kind.reshape) {
+    const std::string usual = readWhole(before);
+    ASSERT_NE(kind.reshape(usual), usual);
+    ASSERT_TRUE(writeWhole(before, kind.reshape(usual)));
+    ASSERT_EQ(packetHashes(before), hashes) << "the same movie in another shape";
+  }
 
   if (kind.fileName.ends_with(".mov")) {
     fs::copy(before, after);
@@ -112,8 +140,8 @@ TEST_P(TimecodeTrackInMovies, IsReadByOthersAndChangesNothingElse) {
   }
 
   EXPECT_EQ(probedTimecodeTracks(after), std::vector{kind.expected});
-  EXPECT_EQ(packetHashes(after), packetHashes(before));
-  EXPECT_NE(packetHashes(after), "");
+  EXPECT_EQ(packetHashes(after), hashes);
+  EXPECT_NE(hashes, "");
   EXPECT_NEAR(probedDuration(after), probedDuration(before), 0.001);
   EXPECT_EQ(outputOf("ffmpeg -v error -nostdin -i " + after + " -f null -"), "");
 
@@ -123,18 +151,17 @@ TEST_P(TimecodeTrackInMovies, IsReadByOthersAndChangesNothingElse) {
             "QuickTime TC," + start + "," + std::to_string(length));
 
   EXPECT_NE(outputOf("mpv --no-config --vo=null --ao=null --frames=5 " + after), "");
-  const std::string copy = folder / "copy.mov";
+  const std::string copy = folder.file("copy.mov");
   outputOf("ffmpeg -v error -nostdin -y -i " + after + " -map '0:v?' -map '0:a?' -c copy " + copy);
-  EXPECT_EQ(packetHashes(copy), packetHashes(before));
+  EXPECT_EQ(packetHashes(copy), hashes);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, TimecodeTrackInMovies, testing::ValuesIn(kinds()),
                          [](const auto& kind) { return kind.param.name; });
 
 TEST(TimecodeTrackInFragments, IsRefused) {
-  const TemporaryFolder folder;
-  const std::string movie = folder / "a.mov";
-  makeMovie(pictureOf("25") + " -c:v mpeg4 -movflags frag_keyframe+empty_moov", movie);
+  const MediaFolder folder;
+  const std::string movie = folder.make("a.mov", pictureOf("25") + " -c:v mpeg4 -movflags frag_keyframe+empty_moov");
   TimecodeTrackEdit edit;
   EXPECT_EQ(planTimecodeTrack(MemoryBytes(readWhole(movie)), {1, 0, 0, 0, MTCFrameRate::fps25},
                               timecodeTrackFormat(MTCFrameRate::fps25), edit),

@@ -14,6 +14,7 @@ Loader {
 
     active: false
     sourceComponent: FileDialog {
+        title: "Choose a Clip"
         fileMode: FileDialog.OpenFile
         nameFilters: ["Audio and video files (*.wav *.aif *.aiff *.mp3 *.mp4 *.mov *.m4v *.m4a *.flac *.ogg *.mkv *.mxf *.avi)",
                       "All files (*)"]

@@ -1,5 +1,6 @@
 #include "filetools/WAVGenerator.h"
 
+#include <QDir>
 #include <QStandardPaths>
 #include <algorithm>
 #include <cmath>
@@ -94,7 +95,14 @@ QString WAVGenerator::suggestedFileName() const {
 }
 
 QUrl WAVGenerator::suggestedFolder() {
-  return QUrl::fromLocalFile(QStandardPaths::writableLocation(QStandardPaths::MusicLocation));
+  const QString music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
+  return QUrl::fromLocalFile(QDir(music).exists() ? music : QDir::homePath());
+}
+
+QString WAVGenerator::nameOfFileAt(const QUrl& url) {
+  const auto path = localFile(url);
+  std::error_code unknown;
+  return path && std::filesystem::is_regular_file(*path, unknown) ? displayName(*path) : QString();
 }
 
 int& WAVGenerator::fieldValue(int field) {

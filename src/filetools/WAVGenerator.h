@@ -40,7 +40,7 @@ class WAVGenerator : public QObject {
   Q_PROPERTY(QString errorMessage READ errorMessageText NOTIFY changed)
   Q_PROPERTY(QString sizeEstimate READ sizeEstimate NOTIFY changed)
   Q_PROPERTY(QString suggestedFileName READ suggestedFileName NOTIFY changed)
-  /// Where the save panel begins.
+  /// Where the save panel begins: the user's music, or their home where there is no such folder.
   Q_PROPERTY(QUrl suggestedFolder READ suggestedFolder CONSTANT)
 
  public:
@@ -85,6 +85,8 @@ class WAVGenerator : public QObject {
   /// The field after this one when return is pressed; -1 where the focus ends.
   Q_INVOKABLE static int nextField(int field);
 
+  /// What the file is called that a run would replace; empty where none stands at `url`.
+  Q_INVOKABLE static QString nameOfFileAt(const QUrl& url);
   /// Asks for a file name, and with it for a run; nothing during one.
   Q_INVOKABLE void generate();
   /// The answer: writes the file with the values as they stand.

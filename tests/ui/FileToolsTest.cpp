@@ -13,7 +13,14 @@
 
 #include "app/FileTools.h"
 #include "platform/simulated/SimulatedWorld.h"
+#include "support/TemporaryFolder.h"
 #include "ui/UiRig.h"
+
+// Qt's own file panel leaves the textures of its pictures behind. From the sanitizers' run-time library, whose header
+// is not part of the compiler's package. NOLINTBEGIN(bugprone-reserved-identifier): the names are given
+extern "C" __attribute__((weak)) void __lsan_disable();
+extern "C" __attribute__((weak)) void __lsan_enable();
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace tallyrig {
 namespace {
@@ -262,6 +269,87 @@ TEST_F(WAVGeneratorViewTest, ChoicesChangeTheEstimate) {
   QTest::keyClick(window.get(), Qt::Key_Right);
   settle();
   EXPECT_EQ(text("levelText"), "-5 dBFS");
+}
+
+/// With a home of its own, in which the save panel begins.
+class SavePanelTest : public FileToolsWindow {
+ protected:
+  SavePanelTest() {
+    qputenv("HOME", folder_.path().c_str());
+    if (__lsan_disable != nullptr) __lsan_disable();
+    open("WAVGeneratorView", "width: 640; height: 560");
+  }
+  ~SavePanelTest() override {
+    qputenv("HOME", home_);
+    if (__lsan_enable != nullptr) __lsan_enable();
+  }
+
+  /// Qt's own panel: without a desktop there is no other.
+  void save() {
+    QQuickItem* button = nullptr;
+    const auto shown = [&] { return (button = buttonOf(window->contentItem(), "Save")) != nullptr; };
+    ASSERT_TRUE(QTest::qWaitFor(shown, 10000));
+    settle();
+    press(window.get(), button);
+  }
+  bool panelIsOpen() { return find("fileNameTextField") != nullptr; }
+
+  /// The window that asks whether to replace a file.
+  QQuickWindow* question() {
+    for (QWindow* other : QGuiApplication::topLevelWindows()) {
+      if (other != window.get() && other->isVisible()) return qobject_cast<QQuickWindow*>(other);
+    }
+    return nullptr;
+  }
+  void answer(const QString& button) {
+    QQuickWindow* asking = question();
+    ASSERT_NE(asking, nullptr);
+    press(asking, find(button, asking->contentItem()));
+  }
+
+  static QQuickItem* buttonOf(QQuickItem* root, const QString& text) {
+    if (!root->isVisible()) return nullptr;
+    if (root->inherits("QQuickAbstractButton") && root->property("text") == text) return root;
+    for (QQuickItem* child : root->childItems()) {
+      if (QQuickItem* found = buttonOf(child, text)) return found;
+    }
+    return nullptr;
+  }
+  void press(QQuickWindow* in, QQuickItem* item) {
+    ASSERT_NE(item, nullptr);
+    QTest::mouseClick(in, Qt::LeftButton, {}, item->mapToScene(item->boundingRect().center()).toPoint());
+    settle();
+  }
+
+  const QByteArray home_ = qgetenv("HOME");
+  const TemporaryFolder folder_;
+  const std::filesystem::path suggested_ = folder_ / "LTC_01000000_1mins_25fps_48x16.wav";
+};
+
+TEST_F(SavePanelTest, ANewFileIsWrittenWithoutAQuestion) {
+  click("generate");
+  save();
+  EXPECT_EQ(question(), nullptr);
+  EXPECT_EQ(rendered, std::vector{suggested_});
+}
+
+TEST_F(SavePanelTest, AFileThatIsThereIsReplacedOnlyIfTheUserSaysSo) {
+  ASSERT_TRUE(writeWhole(suggested_, "a recording"));
+  click("generate");
+  save();
+  ASSERT_TRUE(QTest::qWaitFor([&] { return question() != nullptr; }, 10000));
+  EXPECT_EQ(question()->title(), QString::fromUtf8("Replace “LTC_01000000_1mins_25fps_48x16.wav”?"));
+  EXPECT_TRUE(rendered.empty());
+
+  answer("cancel");
+  EXPECT_TRUE(QTest::qWaitFor([&] { return panelIsOpen() && question() == nullptr; }, 10000));
+  EXPECT_TRUE(rendered.empty());
+
+  save();
+  ASSERT_TRUE(QTest::qWaitFor([&] { return question() != nullptr; }, 10000));
+  answer("confirm");
+  EXPECT_EQ(rendered, std::vector{suggested_});
+  EXPECT_TRUE(QTest::qWaitFor([&] { return question() == nullptr; }, 10000));
 }
 
 TEST_F(WAVGeneratorViewTest, ALowerRateLowersTheFrames) {

@@ -30,7 +30,33 @@ FocusScope {
         defaultSuffix: "wav"
         nameFilters: ["WAV audio (*.wav)"]
         currentFolder: view.generator.suggestedFolder
-        onAccepted: view.generator.save(selectedFile)
+        // Qt's panel does not ask, and others ask before the suffix is added.
+        options: FileDialog.DontConfirmOverwrite
+        onAccepted: {
+            if (view.generator.nameOfFileAt(selectedFile) === "")
+                view.generator.save(selectedFile)
+            else
+                replacing.active = true
+        }
+    }
+    Loader {
+        id: replacing
+
+        active: false
+        sourceComponent: ConfirmationDialog {
+            heading: "Replace “" + view.generator.nameOfFileAt(panel.selectedFile) + "”?"
+            message: "A file of this name is there already. Replacing it overwrites what it holds."
+            confirmText: "Replace"
+            transientParent: view.Window.window
+            onCancelled: {
+                replacing.active = false
+                panel.open()
+            }
+            onConfirmed: {
+                replacing.active = false
+                view.generator.save(panel.selectedFile)
+            }
+        }
     }
     ColumnLayout {
         anchors { fill: parent; margins: 20 }

@@ -1,6 +1,7 @@
 #include "filetools/WAVGenerator.h"
 
 #include "platform/simulated/SimulatedWorld.h"
+#include "support/TemporaryFolder.h"
 
 namespace tallyrig {
 namespace {
@@ -147,6 +148,40 @@ TEST_F(WAVGeneratorWindow, AFailureStandsUntilTheNextRun) {
   EXPECT_FALSE(generator.errorMessage());
   generator.save(QUrl("http://example.org/x.wav"));
   EXPECT_FALSE(generator.isGenerating());
+}
+
+TEST_F(WAVGeneratorWindow, TheSavePanelBeginsInAFolderThatIsThere) {
+  const TemporaryFolder folder;
+  const QByteArray home = qgetenv("HOME");
+  const QByteArray settings = qgetenv("XDG_CONFIG_HOME");
+  qputenv("HOME", folder.path().c_str());
+  qunsetenv("XDG_CONFIG_HOME");
+  EXPECT_EQ(WAVGenerator::suggestedFolder().toLocalFile().toStdString(), folder.path().string());
+  std::filesystem::create_directory(folder / "Music");
+  EXPECT_EQ(WAVGenerator::suggestedFolder().toLocalFile().toStdString(), (folder / "Music").string());
+  std::filesystem::remove(folder / "Music");
+  EXPECT_TRUE(writeWhole(folder / "Music", "a file, not a folder"));
+  EXPECT_EQ(WAVGenerator::suggestedFolder().toLocalFile().toStdString(), folder.path().string());
+  qputenv("HOME", home);
+  if (!settings.isNull()) qputenv("XDG_CONFIG_HOME", settings);
+}
+
+TEST_F(WAVGeneratorWindow, OnlyAFileThatIsThereIsNamedAsOneToBeReplaced) {
+  const TemporaryFolder folder;
+  const auto named = [&](const std::string& name) {
+    const QByteArray path = QByteArray::fromStdString((folder / name).string());
+    return WAVGenerator::nameOfFileAt(QUrl::fromEncoded("file://" + path.toPercentEncoding("/"))).toStdString();
+  };
+  EXPECT_EQ(named("a.wav"), "");
+  ASSERT_TRUE(writeWhole(folder / "a.wav", "x"));
+  EXPECT_EQ(named("a.wav"), "a.wav");
+  std::filesystem::create_symlink("a.wav", folder / "link.wav");
+  EXPECT_EQ(named("link.wav"), "link.wav") << "what it leads to would be overwritten";
+  ASSERT_TRUE(writeWhole(folder / "\xff.wav", "x"));
+  EXPECT_EQ(named("\xff.wav"), "\ufffd.wav") << "a name that is no text";
+  std::filesystem::create_directory(folder / "folder.wav");
+  EXPECT_EQ(named("folder.wav"), "");
+  EXPECT_EQ(WAVGenerator::nameOfFileAt(QUrl("https://example.org/a.wav")), QString());
 }
 
 TEST_F(WAVGeneratorWindow, ARunOutlivesItsWindow) {

@@ -39,7 +39,7 @@ void render(benchmark::State& state) {
   removed();
 }
 
-BENCHMARK(render)->Arg(16)->Arg(24)->Unit(benchmark::kMillisecond);
+BENCHMARK(render)->Arg(16)->Arg(24)->MinTime(3)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace tallyrig

@@ -201,6 +201,32 @@ TEST_F(Media, SoundThatBeginsLateInAMovieReadsAsSilenceUntilThen) {
   }
 }
 
+TEST_F(Media, EditsOfAMoviesSoundAreHeeded) {
+  const std::string source = original(48000);
+  const auto expected = truth(source);
+  const std::string whole = folder_.make("whole.mov", "-i " + source + " -c:a pcm_s24le");
+  for (const std::string from : {"2", "3.0123"}) {
+    const auto file = open(folder_.make("cut.mov", "-ss " + from + " -i " + whole + " -t 4 -c copy"));
+    std::unique_ptr<AudioReader> reader;
+    ASSERT_FALSE(file->openAudio(0, reader));
+    const auto cut = readFrames(*reader, 0, kAllFrames);
+    const auto begin = static_cast<std::ptrdiff_t>(std::lround(std::stod(from) * 48000));
+    ASSERT_NEAR(static_cast<double>(cut.size()), 4 * 48000, 1024);
+    // A packet is as exact as such a copy is.
+    const std::vector<float> place(cut.begin() + 5000, cut.begin() + 6000);
+    double nearest = 1;
+    for (std::ptrdiff_t shift = -1024; shift <= 1024; ++shift) {
+      const auto there = expected.begin() + begin + 5000 + shift;
+      nearest = std::min(nearest, difference(place, {there, there + 1000}));
+    }
+    EXPECT_LE(nearest, 0x1p-22) << from;
+    for (const std::int64_t start : {1, 48000, 100001}) {
+      const auto read = readFrames(*reader, start, 3000);
+      EXPECT_LE(difference(read, {cut.begin() + start, cut.begin() + start + 3000}), 0) << from << " " << start;
+    }
+  }
+}
+
 TEST_F(Media, ChannelsStayInTheirOrder) {
   const std::string path = folder_.file("sixty-four.wav");
   std::string inputs;
@@ -255,6 +281,11 @@ TEST_F(Media, ThePictureRateIsFramesOverDuration) {
   EXPECT_NEAR(rateOf("25"), 25, 1e-6);
   EXPECT_NEAR(rateOf("30000/1001"), 30000.0 / 1001, 1e-6);
   EXPECT_NEAR(rateOf("12.5"), 12.5, 1e-6);
+
+  // A copy from the middle keeps the pictures since the last key frame, and an edit that leaves them out.
+  const std::string long25 = folder_.make("whole.mov", "-f lavfi -i testsrc=s=64x48:d=10:r=25 -c:v mpeg4 -g 250");
+  const auto cut = open(folder_.make("cut.mov", "-ss 5 -i " + long25 + " -c copy"));
+  EXPECT_NEAR(cut->description().videoTracks.at(0).nominalFrameRate, 25, 1e-6);
 }
 
 TEST_F(Media, TagsAreMetadataAndTheBuildOfTheFileIsNot) {

@@ -6,6 +6,11 @@
 #include <utility>
 
 #include "platform/ffmpeg/FFmpegError.h"
+#include "platform/ffmpeg/MovieEdits.h"
+
+extern "C" {
+#include <libavutil/dict.h>
+}
 
 namespace tallyrig {
 namespace {
@@ -42,10 +47,12 @@ std::error_code FFmpegInput::open(FFmpegHandle<AVFormatContext>& context) {
   opened->interrupt_callback = {&wantsToEnd, this};
   opened->format_whitelist = av_strdup(kFormats);
   opened->protocol_whitelist = av_strdup("");
+  AVDictionary* options = nullptr;
+  if (hasUneditedSound(*bytes_)) av_dict_set(&options, "advanced_editlist", "0", 0);
   // On failure the library frees the context itself.
-  if (const int status = avformat_open_input(&opened, nullptr, nullptr, nullptr); status < 0) {
-    return ffmpegError(status);
-  }
+  const int status = avformat_open_input(&opened, nullptr, nullptr, &options);
+  av_dict_free(&options);
+  if (status < 0) return ffmpegError(status);
   context.reset(opened);
   return {};
 }

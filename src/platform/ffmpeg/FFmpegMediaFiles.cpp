@@ -71,11 +71,12 @@ double durationSeconds(const AVFormatContext& context) {
 }
 
 double nominalFrameRate(const AVStream& stream) {
-  const double seconds = static_cast<double>(stream.duration) * av_q2d(stream.time_base);
-  if (stream.nb_frames > 0 && stream.duration > 0 && seconds > 0)
-    return static_cast<double>(stream.nb_frames) / seconds;
+  // FFmpeg's average counts pictures over what they last in all; the duration of a stream is what its edits leave.
   const AVRational rate = stream.avg_frame_rate;
-  return rate.num > 0 && rate.den > 0 ? av_q2d(rate) : 0;
+  if (rate.num > 0 && rate.den > 0) return av_q2d(rate);
+  const double seconds = static_cast<double>(stream.duration) * av_q2d(stream.time_base);
+  return stream.nb_frames > 0 && stream.duration > 0 && seconds > 0 ? static_cast<double>(stream.nb_frames) / seconds
+                                                                    : 0;
 }
 
 bool isPicture(const AVStream& stream) {

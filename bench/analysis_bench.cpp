@@ -69,9 +69,8 @@ Cost analyse(const std::string& path) {
     const std::uint64_t before = bytesRead();
     const double begin = processorSeconds(RUSAGE_SELF);
     std::vector<int> channels;
-    const int count = engine.channelCount(path);
+    const int count = engine.summary(path).channelCount;
     for (int channel = 0; channel < count; ++channel) channels.push_back(channel);
-    (void)engine.videoFrameRate(path);
     const FileAnalysisOutcome outcome = engine.analyse(path, channels, {});
     cost.seconds = std::min(cost.seconds, processorSeconds(RUSAGE_SELF) - begin);
     cost.bytes = bytesRead() - before;

@@ -113,8 +113,7 @@ int main(int argc, char** argv) {
   const FileAnalysisEngine analysis({mediaFiles, audioFiles, userFiles, clock});
   FileTools fileTools(
       scheduler,
-      {[analysis](const auto& url) { return analysis.channelCount(url); },
-       [analysis](const auto& url) { return analysis.videoFrameRate(url); },
+      {[analysis](const auto& url) { return analysis.summary(url); },
        [analysis](const auto& url, const auto& channels, const auto& stop) {
          return analysis.analyse(url, channels, stop);
        },

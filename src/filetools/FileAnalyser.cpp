@@ -74,15 +74,11 @@ void FileAnalyser::loadFile(const std::filesystem::path& url) {
   isWritingTimecode_ = false;
   emit changed();
 
-  using Probed = std::pair<int, std::optional<double>>;
   start(
-      probeTask_,
-      [operations = operations_, url](const std::stop_token&) {
-        return Probed{operations->channelCount(url), operations->videoFrameRate(url)};
-      },
-      [this](const Probed& probed) {
-        fileChannelCount_ = probed.first;
-        videoFrameRate_ = probed.second;
+      probeTask_, [operations = operations_, url](const std::stop_token&) { return operations->summary(url); },
+      [this](const FileSummary& summary) {
+        fileChannelCount_ = summary.channelCount;
+        videoFrameRate_ = summary.videoFrameRate;
         startAnalysis();
       });
 }

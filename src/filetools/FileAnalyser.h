@@ -25,8 +25,7 @@ namespace tallyrig {
 struct FileAnalyserOperations {
   using Path = std::filesystem::path;
 
-  std::function<int(const Path&)> channelCount;
-  std::function<std::optional<double>(const Path&)> videoFrameRate;
+  std::function<FileSummary(const Path&)> summary;
   std::function<FileAnalysisOutcome(const Path&, const std::vector<int>&, const std::stop_token&)> analyse;
   std::function<TimecodeTrackResult(const Path&, const Timecode&, const std::stop_token&)> writeTimecodeTrack;
 };

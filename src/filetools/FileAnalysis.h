@@ -10,6 +10,15 @@
 
 namespace tallyrig {
 
+/// What a file says before it is searched. Plain value.
+struct FileSummary {
+  int channelCount = 1;
+  /// Pictures a second, above 0; absent without a picture.
+  std::optional<double> videoFrameRate;
+
+  bool operator==(const FileSummary&) const = default;
+};
+
 /// What one of the short stretches that are read of a file has shown. Plain value.
 struct ProbeResult {
   /// Where the stretch begins, from the start of the file.

@@ -78,6 +78,8 @@ FileAnalysisOutcome FileAnalysisEngine::analyse(const Path& url, const std::vect
   if (stop.stop_requested()) return cancelled;
   const Path target = withoutLinks(url);
   SharedMedia media(readers_.media, target);
+  // First, so that it is that of the file as it was when the search began, as long as the search may take.
+  const std::optional<std::string> metadata = metadataTimecode(target, media);
   std::optional<FileAnalysisResult> result;
   FileAnalysisError failure;
   for (const int channel : channels) {
@@ -92,8 +94,6 @@ FileAnalysisOutcome FileAnalysisEngine::analyse(const Path& url, const std::vect
     const auto& error = std::get<FileAnalysisError>(outcome);
     if (error.kind != Case::noLTCFound) failure = error;
   }
-  if (stop.stop_requested()) return cancelled;
-  const std::optional<std::string> metadata = metadataTimecode(target, media);
   if (stop.stop_requested()) return cancelled;
   if (!result) {
     if (!metadata) return failure;
@@ -159,26 +159,24 @@ FileAnalysisOutcome FileAnalysisEngine::analyseAudioFile(const Path& url, int ch
   return *result;
 }
 
-int FileAnalysisEngine::channelCount(const Path& url) const {
+FileSummary FileAnalysisEngine::summary(const Path& url) const {
+  FileSummary summary;
   const Path target = withoutLinks(url);
   if (!isMedia(url)) {
     std::unique_ptr<AudioFile> file;
-    return readers_.audio.open(target, file) ? 1 : file->format().channelCount;
+    if (!readers_.audio.open(target, file)) summary.channelCount = file->format().channelCount;
+    return summary;
   }
   std::unique_ptr<MediaFile> file;
-  if (readers_.media.open(target, file)) return 1;
+  if (readers_.media.open(target, file)) return summary;
   const auto& tracks = file->description().audioTracks;
-  return tracks.empty() || !tracks.front().format ? 1 : tracks.front().format->channelCount;
-}
-
-std::optional<double> FileAnalysisEngine::videoFrameRate(const Path& url) const {
-  if (!isMedia(url)) return std::nullopt;
-  std::unique_ptr<MediaFile> file;
-  if (readers_.media.open(withoutLinks(url), file)) return std::nullopt;
-  const auto& tracks = file->description().videoTracks;
+  if (!tracks.empty() && tracks.front().format) summary.channelCount = tracks.front().format->channelCount;
+  const auto& pictures = file->description().videoTracks;
   // The comparison also refuses NaN.
-  if (tracks.empty() || !(tracks.front().nominalFrameRate > 0)) return std::nullopt;
-  return tracks.front().nominalFrameRate;
+  if (!pictures.empty() && pictures.front().nominalFrameRate > 0) {
+    summary.videoFrameRate = pictures.front().nominalFrameRate;
+  }
+  return summary;
 }
 
 std::optional<std::string> FileAnalysisEngine::readMetadataTimecode(const Path& url) const {

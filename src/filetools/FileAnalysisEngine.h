@@ -36,11 +36,14 @@ class FileAnalysisEngine {
   /// between any two pieces of work and ends a read that is under way.
   FileAnalysisOutcome analyse(const Path& url, const std::vector<int>& channels, const std::stop_token& stop) const;
 
+  /// Both of the following, for one opening of the file.
+  FileSummary summary(const Path& url) const;
+
   /// 1 when nothing can be learnt.
-  int channelCount(const Path& url) const;
+  int channelCount(const Path& url) const { return summary(url).channelCount; }
 
   /// Pictures a second, above 0; absent for a file that is no movie, by its extension, or has no picture.
-  std::optional<double> videoFrameRate(const Path& url) const;
+  std::optional<double> videoFrameRate(const Path& url) const { return summary(url).videoFrameRate; }
 
   /// A timecode that the file says of itself: that of its timecode track, or else of a tag that mentions time, or else
   /// of one that looks like a timecode.

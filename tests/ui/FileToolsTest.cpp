@@ -110,7 +110,9 @@ class FileToolsWindow : public testing::Test {
   std::optional<std::string> renderFailure;
   bool targetedDuringDrag = false;
   FileTools tools{world.scheduler(),
-                  {[this](const auto&) { return channels; }, [this](const auto&) { return pictureRate; },
+                  {[this](const auto&) {
+                     return FileSummary{channels, pictureRate};
+                   },
                    [this](const auto&, const auto& tried, const auto&) {
                      analysed.push_back(tried);
                      return outcome;

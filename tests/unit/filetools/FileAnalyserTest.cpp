@@ -30,8 +30,10 @@ struct FileAnalyserWindow : testing::Test {
   };
 
   FileAnalyserOperations operations() {
-    return {[this](const auto& url) { return answers[url.string()].channels; },
-            [this](const auto& url) { return answers[url.string()].pictureRate; },
+    return {[this](const auto& url) {
+              const Answers& answer = answers[url.string()];
+              return FileSummary{answer.channels, answer.pictureRate};
+            },
             [this](const auto& url, const auto& channels, const auto& stop) {
               analysed.emplace_back(url.string(), channels);
               if (duringAnalysis) duringAnalysis();

@@ -193,6 +193,13 @@ TEST_F(FileAnalysis, ATagStandsBesideTheCode) {
   EXPECT_EQ(result.timecodeAtFileStart, at25(1, 0, 0, 0));
 }
 
+TEST_F(FileAnalysis, TheTagIsThatOfTheFileAsItWasAtFirst) {
+  addSound("/a.wav", {silence(3)});
+  media.files["/a.wav"].description.metadata = {{"timecode", "01:00:00:00"}};
+  audio.beforeRead = [&] { media.files.erase("/a.wav"); };
+  EXPECT_EQ(analyse("/a.wav", {0}).metadataTimecode, "01:00:00:00");
+}
+
 TEST_F(FileAnalysis, TagsThatMentionTimeComeBeforeThoseThatLookLikeIt) {
   const auto read = [&](std::vector<MediaDescription::MetadataItem> items) {
     media.files["/tags.mov"].description.metadata = std::move(items);
@@ -268,6 +275,8 @@ TEST_F(FileAnalysis, AMovieIsOpenedOnceForAllItsChannels) {
   addMovie("/wide.mov", std::vector<std::vector<float>>(8, silence(4)));
   EXPECT_EQ(failureOf("/wide.mov", {0, 1, 2, 3, 4, 5, 6, 7}), Case::noLTCFound);
   EXPECT_EQ(media.opens, 1);
+  EXPECT_EQ(engine.summary("/wide.mov"), (FileSummary{8, std::nullopt}));
+  EXPECT_EQ(media.opens, 2);
   EXPECT_EQ(media.openFiles, 0);
   EXPECT_EQ(media.liveReaders, 0);
 }

@@ -17,6 +17,7 @@
 #include "filetools/FileAnalysisEngine.h"
 #include "platform/desktop/LocalUserFiles.h"
 #include "platform/desktop/SystemClocks.h"
+#include "platform/ffmpeg/FFmpegAudioFiles.h"
 #include "platform/ffmpeg/FFmpegMediaFiles.h"
 #include "platform/sndfile/SndfileAudioFiles.h"
 #include "support/CountedFiles.h"
@@ -59,7 +60,8 @@ struct Cost {
 Cost analyse(const std::string& path) {
   CountedFiles files;
   FFmpegMediaFiles media(files.opener());
-  SndfileAudioFiles audio(files.opener());
+  SndfileAudioFiles sndfile(files.opener());
+  FFmpegAudioFiles audio(sndfile, files.opener());
   const LocalUserFiles userFiles;
   const SystemHostClock clock;
   const FileAnalysisEngine engine({media, audio, userFiles, clock});

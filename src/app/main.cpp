@@ -26,6 +26,7 @@
 #include "platform/desktop/LocalUserFiles.h"
 #include "platform/desktop/SettingsPreferences.h"
 #include "platform/desktop/SystemClocks.h"
+#include "platform/ffmpeg/FFmpegAudioFiles.h"
 #include "platform/ffmpeg/FFmpegMediaFiles.h"
 #include "platform/ffmpeg/FFmpegSampleRateConverters.h"
 #include "platform/mpv/MpvMoviePlayers.h"
@@ -79,7 +80,8 @@ int main(int argc, char** argv) {
     return userFiles.openForReading(path, bytes);
   };
   FFmpegMediaFiles mediaFiles(openBytes);
-  SndfileAudioFiles audioFiles(openBytes);
+  SndfileAudioFiles commonAudioFiles(openBytes);
+  FFmpegAudioFiles audioFiles(commonAudioFiles, openBytes);
   SndfileWavFiles wavFiles;
   AsioScheduler scheduler;
   SettingsPreferences preferences;

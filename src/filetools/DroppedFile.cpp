@@ -29,7 +29,7 @@ QString displayName(const std::filesystem::path& path) {
 QStringList acceptedFileFilters() {
   return {
       "Audio and video (*.wav *.wave *.bwf *.rf64 *.w64 *.aif *.aiff *.aifc *.mp3 *.mp4 *.m4v *.m4a *.mov *.flac "
-      "*.ogg *.opus *.caf *.au)",
+      "*.ogg *.opus *.caf *.au *.aac *.ac3 *.m4b *.mka *.mkv)",
       "All files (*)"};
 }
 

@@ -14,6 +14,7 @@
 #include "filetools/WAVRenderer.h"
 #include "platform/desktop/LocalUserFiles.h"
 #include "platform/desktop/SystemClocks.h"
+#include "platform/ffmpeg/FFmpegAudioFiles.h"
 #include "platform/ffmpeg/FFmpegMediaFiles.h"
 #include "platform/sndfile/SndfileAudioFiles.h"
 #include "platform/sndfile/SndfileWavFiles.h"
@@ -66,7 +67,8 @@ class FileToolsOnDisk : public testing::Test {
   CountedFiles counted_;
   LocalUserFiles files_;
   FFmpegMediaFiles media_{counted_.opener()};
-  SndfileAudioFiles audio_{counted_.opener()};
+  SndfileAudioFiles sndfile_{counted_.opener()};
+  FFmpegAudioFiles audio_{sndfile_, counted_.opener()};
   SndfileWavFiles wavs_;
   SystemHostClock clock_;
   FileAnalysisEngine engine_{{media_, audio_, files_, clock_}};
@@ -135,6 +137,9 @@ TEST_F(FileToolsOnDisk, CodeIsFoundInEveryKindOfFile) {
                                                         {"g.mp3", "-c:a libmp3lame -b:a 192k"},
                                                         {"h.flac", "-c:a flac"},
                                                         {"i.ogg", "-c:a libvorbis -q:a 6"},
+                                                        {"j.aac", "-c:a aac -b:a 192k"},
+                                                        {"k.m4b", "-f ipod -c:a aac -b:a 192k"},
+                                                        {"l.mkv", "-c:a pcm_s16le"},
                                                         {"eight.wav", "-c:a pcm_u8"},
                                                         {"float.wav", "-c:a pcm_f32le"},
                                                         {"fast.wav", "-ar 192000 -c:a pcm_s24le"},

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "platform/ffmpeg/FFmpegAudioFiles.h"
 #include "platform/ffmpeg/FFmpegMediaFiles.h"
 #include "platform/sndfile/SndfileAudioFiles.h"
 #include "support/CountedFiles.h"
@@ -59,6 +60,7 @@ class Media : public testing::Test {
   CountedFiles files_;
   FFmpegMediaFiles media_{files_.opener()};
   SndfileAudioFiles audio_{files_.opener()};
+  FFmpegAudioFiles anyAudio_{audio_, files_.opener()};
 
   std::string original(int rate, const std::string& seconds = "9.37") {
     return folder_.make("original.wav", noise(rate, seconds) + "-c:a pcm_f32le");
@@ -183,6 +185,64 @@ INSTANTIATE_TEST_SUITE_P(Kinds, AudioPlaces,
                                          MediaCase{"vbr.mp3", "-c:a libmp3lame -q:a 3", 44100, 1e-3},
                                          MediaCase{"vorbis.ogg", "-c:a libvorbis -q:a 8", 48000, 1e-4}),
                          caseName);
+
+TEST_F(Media, WhatOnlyFFmpegKnowsIsAnAudioFileToo) {
+  const std::string source = original(48000);
+  const auto expected = truth(source);
+  // AC-3 is decoded with noise of its own for what has no bits. The first block of bare packets overlaps with whatever
+  // was decoded before it.
+  for (const auto& [name, options, tolerance, exactFrom] :
+       std::vector<std::tuple<std::string, std::string, double, std::int64_t>>{
+           {"bare.aac", "-c:a aac -aac_pns 0 -b:a 160k", 1e-4, 1024},
+           {"bare.ac3", "-c:a ac3 -b:a 192k", 0.05, 256},
+           {"book.m4b", "-f ipod -c:a alac", 0, 0}}) {
+    const std::string path = folder_.make(name, "-i " + source + " " + options);
+    std::unique_ptr<AudioFile> file;
+    ASSERT_TRUE(audio_.open(path, file)) << name << " is none of the others";
+    ASSERT_FALSE(anyAudio_.open(path, file)) << name;
+    EXPECT_EQ(file->format(), (AudioFormat{48000, 1})) << name;
+    const auto beginning = readFrames(*file, 0, 5000);
+    ASSERT_FALSE(file->seek(4321));
+    const std::int64_t count = file->frameCount();
+    // Bare packets do not say how much an encoder has put before and behind the sound.
+    EXPECT_GE(count, static_cast<std::int64_t>(expected.size())) << name;
+    EXPECT_LE(count, static_cast<std::int64_t>(expected.size()) + 3 * 1536) << name;
+    std::vector<float> piece(1000);
+    std::size_t frames = 0;
+    ASSERT_FALSE(file->read(piece, frames));
+    ASSERT_GT(frames, 0U);
+    const auto whole = readFrames(*file, 0, kAllFrames);
+    EXPECT_EQ(static_cast<std::int64_t>(whole.size()), count) << name;
+    EXPECT_LE(difference({piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(frames)},
+                         {whole.begin() + 4321, whole.begin() + 4321 + static_cast<std::ptrdiff_t>(frames)}),
+              tolerance)
+        << name << ": the counting loses no place";
+    EXPECT_LE(
+        difference({beginning.begin() + exactFrom, beginning.end()}, {whole.begin() + exactFrom, whole.begin() + 5000}),
+        tolerance)
+        << name;
+    for (const std::int64_t start : {1, 1023, 1024, 200003, 333333, 4097, 0}) {
+      const std::int64_t from = std::max(start, exactFrom);
+      const std::vector<float> there(whole.begin() + from, whole.begin() + from + 3001);
+      EXPECT_LE(difference(readFrames(*file, from, 3001), there), tolerance) << name << " at " << from;
+    }
+  }
+}
+
+TEST_F(Media, WhatNobodyKnowsIsRefusedAsTheFirstReaderDoes) {
+  for (const std::string& bytes : {std::string(), std::string("#EXTM3U"), std::string(5000, 'x')}) {
+    const std::string path = folder_.file("odd.aac");
+    writeWhole(path, bytes);
+    std::unique_ptr<AudioFile> file;
+    const auto refusal = audio_.open(path, file);
+    EXPECT_TRUE(refusal);
+    EXPECT_EQ(anyAudio_.open(path, file), refusal);
+    EXPECT_FALSE(file);
+  }
+  const std::string silent = folder_.make("silent.mkv", "-f lavfi -i testsrc=s=64x48:d=1:r=25 -c:v mpeg4");
+  std::unique_ptr<AudioFile> file;
+  EXPECT_TRUE(anyAudio_.open(silent, file));
+}
 
 TEST_F(Media, SoundThatBeginsLateInAMovieReadsAsSilenceUntilThen) {
   const std::string source = original(48000);

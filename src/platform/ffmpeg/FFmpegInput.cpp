@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <limits>
 #include <utility>
 
 #include "platform/ffmpeg/FFmpegError.h"
@@ -10,12 +11,19 @@
 
 extern "C" {
 #include <libavutil/dict.h>
+#include <libavutil/log.h>
+#include <libavutil/mem.h>
 }
 
 namespace tallyrig {
 namespace {
 
 constexpr std::size_t kBufferSize = 32768;
+// The index of a whole day at 192 kHz takes less, and so does a picture of 8K; the header of hours of many tracks is a
+// tenth of what may be read. A forged one can stand for all the memory that there is.
+constexpr std::size_t kLargestAllocation = std::size_t{512} << 20U;
+constexpr std::int64_t kMostReadToOpen = std::int64_t{128} << 20U;
+constexpr int kMostTracks = 128;
 
 // Containers that are one file. Play lists and the like, which are read by opening other places, are not among them.
 constexpr char kFormats[] =
@@ -29,6 +37,8 @@ int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary
 }  // namespace
 
 FFmpegInput::FFmpegInput(std::unique_ptr<ByteSource> bytes) : bytes_(std::move(bytes)) {
+  av_log_set_level(AV_LOG_QUIET);
+  av_max_alloc(kLargestAllocation);
   auto* buffer = static_cast<unsigned char*>(av_malloc(kBufferSize));
   if (buffer == nullptr) return;
   io_.reset(avio_alloc_context(buffer, kBufferSize, 0, this, &readBytes, nullptr, &seekBytes));
@@ -47,6 +57,8 @@ std::error_code FFmpegInput::open(FFmpegHandle<AVFormatContext>& context) {
   opened->interrupt_callback = {&wantsToEnd, this};
   opened->format_whitelist = av_strdup(kFormats);
   opened->protocol_whitelist = av_strdup("");
+  opened->max_streams = kMostTracks;
+  allowance_ = kMostReadToOpen;
   AVDictionary* options = nullptr;
   if (hasUneditedSound(*bytes_)) av_dict_set(&options, "advanced_editlist", "0", 0);
   // On failure the library frees the context itself.
@@ -57,17 +69,23 @@ std::error_code FFmpegInput::open(FFmpegHandle<AVFormatContext>& context) {
   return {};
 }
 
+void FFmpegInput::endOpening() {
+  allowance_ = std::numeric_limits<std::int64_t>::max();
+}
+
 int FFmpegInput::readBytes(void* self, std::uint8_t* into, int size) {
   auto& input = *static_cast<FFmpegInput*>(self);
   if (input.cancelled_) return AVERROR_EXIT;
   const auto length = static_cast<std::int64_t>(input.bytes_->size());
   const std::int64_t count = std::min<std::int64_t>(size, length - input.position_);
   if (count <= 0) return AVERROR_EOF;
+  if (count > input.allowance_) return AVERROR(EFBIG);
   const auto offset = static_cast<std::uint64_t>(input.position_);
   if (const auto error = input.bytes_->read(offset, {into, static_cast<std::size_t>(count)})) {
     return AVERROR(error.category() == std::generic_category() ? error.value() : EIO);
   }
   input.position_ += count;
+  input.allowance_ -= count;
   return static_cast<int>(count);
 }
 

@@ -9,7 +9,6 @@ namespace tallyrig {
 /// its name is not looked at.
 class FFmpegMediaFiles final : public MediaFiles {
  public:
-  /// Silences FFmpeg's own messages, in the whole program.
   explicit FFmpegMediaFiles(OpenBytes openBytes);
 
   std::error_code open(const std::filesystem::path& path, std::unique_ptr<MediaFile>& file) override;

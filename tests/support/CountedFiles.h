@@ -24,9 +24,11 @@ class CountedFiles {
   }
 
   std::uint64_t bytesRead() const { return bytesRead_; }
+  int reads() const { return reads_; }
   int opened() const { return opened_; }
   void reset() {
     bytesRead_ = 0;
+    reads_ = 0;
     opened_ = 0;
   }
 
@@ -37,6 +39,7 @@ class CountedFiles {
     std::uint64_t size() const override { return bytes_->size(); }
     std::error_code read(std::uint64_t offset, std::span<std::uint8_t> into) const override {
       owner_.bytesRead_ += into.size();
+      ++owner_.reads_;
       return bytes_->read(offset, into);
     }
 
@@ -47,6 +50,7 @@ class CountedFiles {
 
   LocalUserFiles files_;
   std::uint64_t bytesRead_ = 0;
+  int reads_ = 0;
   int opened_ = 0;
 };
 

@@ -309,6 +309,34 @@ TEST_F(FileToolsOnDisk, AFileThatShrinksOrGoesWhileItIsReadIsNoTrouble) {
   }
 }
 
+TEST_F(FileToolsOnDisk, AFileThatGrowsWhileItIsReadIsAsLongAsItWas) {
+  const std::string path = code("a.wav", 5);
+  const std::string more = readWhole(code("b.wav", 5));
+  std::unique_ptr<AudioFile> sound;
+  ASSERT_FALSE(audio_.open(path, sound));
+  writeWhole(path, readWhole(path) + more);
+  std::vector<float> room(96000);
+  std::size_t frames = 0;
+  EXPECT_EQ(sound->frameCount(), 5 * 48000);
+  ASSERT_FALSE(sound->seek(4 * 48000));
+  std::size_t read = 0;
+  while (!sound->read(room, frames) && frames > 0) read += frames;
+  EXPECT_EQ(read, 48000U);
+  EXPECT_EQ(startOf(path), "10:20:30:05 25");
+}
+
+TEST_F(FileToolsOnDisk, OfTwoTimecodeTracksNoneIsRead) {
+  const auto metadataOf = [&](const std::string& maps) {
+    return engine_
+        .readMetadataTimecode(folder_.make("two.mov", "-f lavfi -i testsrc=s=64x48:d=1:r=25 " + maps +
+                                                          " -c:v mpeg4 -timecode 09:08:07:06 -metadata "
+                                                          "comment=01:00:00:00"))
+        .value_or("none");
+  };
+  EXPECT_EQ(metadataOf("-map 0"), "09:08:07:06");
+  EXPECT_EQ(metadataOf("-map 0 -map 0"), "01:00:00:00");
+}
+
 TEST_F(FileToolsOnDisk, WhereNothingCanBeWrittenTheUserIsTold) {
   const WAVStretch stretch{kStart, WAVFrameRate::fps25, 48000, 16, -6, 60};
   EXPECT_EQ(renderWAV(wavs_, stretch, folder_.path() / "absent" / "x.wav"), "Write failed: No such file or directory");

@@ -378,6 +378,16 @@ TEST_F(Media, APlaceFarIntoAMovieCostsNoMoreThanItsSamples) {
   EXPECT_LT(files_.bytesRead(), 2 * 96000 + 4 * 32768U);
 }
 
+TEST_F(Media, FramesOfAnMP3AreFoundInFewReads) {
+  const std::string path =
+      folder_.make("long.mp3", "-f lavfi -i anullsrc=r=48000:cl=mono:d=600 -c:a libmp3lame -b:a 64k");
+  std::unique_ptr<AudioFile> file;
+  ASSERT_FALSE(audio_.open(path, file));
+  files_.reset();
+  EXPECT_EQ(readFrames(*file, 48000LL * 500, 4800).size(), 4800U);
+  EXPECT_LT(files_.reads(), 500) << "of 20,000 frames";
+}
+
 TEST_F(Media, ACancelledReaderEnds) {
   const std::string source = original(48000);
   const auto file = open(source);

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -16,6 +18,10 @@ namespace {
 // The library's first block after a seek in Vorbis lacks what overlaps it from the block before; no block is longer.
 constexpr sf_count_t kOggPreroll = 8192;
 
+// The library looks for the frames of an MP3 by single headers. What it reads in larger pieces needs no help.
+constexpr sf_count_t kSmallRead = 4096;
+constexpr sf_count_t kWindow = 32768;
+
 /// The bytes of one file as libsndfile reads them.
 struct VirtualFile {
   std::unique_ptr<ByteSource> bytes;
@@ -23,6 +29,9 @@ struct VirtualFile {
   /// The first thing that went wrong below libsndfile, which itself only notices that bytes are missing.
   std::error_code failure;
   std::atomic<bool> cancelled = false;
+  /// Bytes that were read ahead, and the place of the first.
+  std::vector<std::uint8_t> window;
+  sf_count_t windowStart = 0;
 
   sf_count_t length() const { return static_cast<sf_count_t>(bytes->size()); }
 
@@ -35,11 +44,26 @@ struct VirtualFile {
   sf_count_t read(void* into, sf_count_t size) {
     size = std::min(size, length() - position);
     if (size <= 0 || failure || cancelled) return 0;
-    failure = bytes->read(static_cast<std::uint64_t>(position),
-                          {static_cast<std::uint8_t*>(into), static_cast<std::size_t>(size)});
+    const std::span<std::uint8_t> room(static_cast<std::uint8_t*>(into), static_cast<std::size_t>(size));
+    if (size < kSmallRead && fillWindow(size)) {
+      std::copy_n(window.begin() + (position - windowStart), size, room.begin());
+    } else {
+      failure = bytes->read(static_cast<std::uint64_t>(position), room);
+    }
     if (failure) return 0;
     position += size;
     return size;
+  }
+
+  /// Whether the next `size` bytes are in the window. Where the file has become shorter they may be there without it.
+  bool fillWindow(sf_count_t size) {
+    const auto held = static_cast<sf_count_t>(window.size());
+    if (position >= windowStart && position + size <= windowStart + held) return true;
+    window.resize(static_cast<std::size_t>(std::min(kWindow, length() - position)));
+    windowStart = position;
+    if (!bytes->read(static_cast<std::uint64_t>(position), window)) return true;
+    window.clear();
+    return false;
   }
 };
 

@@ -20,6 +20,29 @@ struct MoviePicture {
   std::vector<std::uint8_t> pixels;
 };
 
+/// Draws the pictures of one movie player with OpenGL. Made, used and destroyed with one OpenGL context current.
+class MoviePainter {
+ public:
+  virtual ~MoviePainter() = default;
+
+  /// Draws the present picture, fitted and with black beside it, over a whole framebuffer object of that size in
+  /// pixels. The top row comes first in its memory. Leaves OpenGL's state changed.
+  virtual void paint(unsigned framebuffer, int width, int height) = 0;
+};
+
+/// Makes the painters of one movie player; may outlive it.
+class MoviePainters {
+ public:
+  virtual ~MoviePainters() = default;
+
+  /// Where an OpenGL function is, by its name.
+  using FindFunction = std::function<void*(const char*)>;
+
+  /// Empty if there is one already, if the player has gone, or if this OpenGL is of no use to it. On the thread that
+  /// draws, with its context current.
+  virtual std::unique_ptr<MoviePainter> make(FindFunction findFunction) = 0;
+};
+
 /// Plays one movie or sound file with its picture and, unless muted, with its own sound on one device. Loading and
 /// seeking take their time; what is asked for meanwhile counts from when they are done.
 ///
@@ -57,6 +80,12 @@ class MoviePlayer {
   virtual void setPictureSize(int width, int height) = 0;
   /// A new picture; null where there is none any more.
   std::function<void(std::shared_ptr<const MoviePicture>)> onPicture;
+
+  /// From now on pictures are for painters, and `onPicture` brings only the null ones. What is to be loaded waits for
+  /// the first painter.
+  virtual std::shared_ptr<MoviePainters> usePainters() = 0;
+  /// The painter has another picture to draw.
+  std::function<void()> onPictureDue;
 };
 
 class MoviePlayers {

@@ -18,6 +18,7 @@ FileMediaPlayerModel::FileMediaPlayerModel(std::unique_ptr<MoviePlayer> player, 
     : player_(std::move(player)), mainQueue_(mainQueue) {
   if (!player_) return;
   player_->onPicture = [this](std::shared_ptr<const MoviePicture> picture) { emit pictureChanged(std::move(picture)); };
+  player_->onPictureDue = [this] { emit pictureDue(); };
 }
 
 void FileMediaPlayerModel::load(const std::filesystem::path& url) {
@@ -66,6 +67,10 @@ void FileMediaPlayerModel::setOutputDevice(const std::optional<std::string>& nam
 
 void FileMediaPlayerModel::setPictureSize(int width, int height) {
   if (player_) player_->setPictureSize(width, height);
+}
+
+std::shared_ptr<MoviePainters> FileMediaPlayerModel::usePainters() {
+  return player_ ? player_->usePainters() : nullptr;
 }
 
 void FileMediaPlayerModel::update() {

@@ -39,12 +39,16 @@ class FileMediaPlayerModel : public QObject {
 
   /// See `MoviePlayer::setPictureSize`.
   void setPictureSize(int width, int height);
+  /// See `MoviePlayer::usePainters`; empty without a movie player.
+  std::shared_ptr<MoviePainters> usePainters();
 
  signals:
   /// Any of the four values may have changed.
   void changed();
   /// Null where there is no picture any more.
   void pictureChanged(std::shared_ptr<const tallyrig::MoviePicture> picture);
+  /// The painter has another picture to draw.
+  void pictureDue();
 
  private:
   void update();

@@ -73,6 +73,7 @@ class SimulatedMovies : public MoviePlayers {
     void setMuted(bool muted) override { owner_.muted = muted; }
     void setOutputDevice(const std::optional<std::string>& name) override { owner_.device = name; }
     void setPictureSize(int, int) override {}
+    std::shared_ptr<MoviePainters> usePainters() override { return nullptr; }
 
    private:
     double elapsed() const { return playing_ ? owner_.clock_.seconds(owner_.clock_.now() - since_) : 0; }

@@ -10,7 +10,11 @@ namespace tallyrig {
 struct MpvTerminate {
   void operator()(mpv_handle* handle) const { mpv_terminate_destroy(handle); }
 };
-using MpvHandle = std::unique_ptr<mpv_handle, MpvTerminate>;
+/// Shared with a painter, which goes when the window's drawing thread says so.
+using MpvHandle = std::shared_ptr<mpv_handle>;
+inline MpvHandle holdMpv(mpv_handle* handle) {
+  return handle == nullptr ? MpvHandle{} : MpvHandle{handle, MpvTerminate{}};
+}
 
 struct MpvRenderFree {
   void operator()(mpv_render_context* context) const { mpv_render_context_free(context); }

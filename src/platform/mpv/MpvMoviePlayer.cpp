@@ -35,7 +35,7 @@ std::unique_ptr<MpvMoviePlayer> MpvMoviePlayer::create(SerialQueue& mainQueue, c
 }
 
 bool MpvMoviePlayer::open(const std::string& audioDrivers) {
-  handle_.reset(mpv_create());
+  handle_ = holdMpv(mpv_create());
   if (!handle_) return false;
   // Exact seeks, the last picture kept at the end, and nothing of the user's own configuration of other programs.
   const std::array options{
@@ -47,6 +47,9 @@ bool MpvMoviePlayer::open(const std::string& audioDrivers) {
       std::pair{"keep-open", "yes"},
       std::pair{"hr-seek", "yes"},
       std::pair{"video-rotate", "no"},
+      std::pair{"gpu-hwdec-interop", "no"},
+      // Pictures come when they are to be seen, for nothing here waits with drawing them.
+      std::pair{"video-timing-offset", "0"},
       std::pair{"pause", "yes"},
       std::pair{"audio-display", "no"},
       std::pair{"terminal", "no"},
@@ -87,7 +90,11 @@ bool MpvMoviePlayer::open(const std::string& audioDrivers) {
 }
 
 MpvMoviePlayer::~MpvMoviePlayer() {
-  if (handle_) mpv_set_wakeup_callback(handle_.get(), nullptr, nullptr);
+  if (handle_) {
+    mpv_set_wakeup_callback(handle_.get(), nullptr, nullptr);
+    // A painter may keep the core for a while yet.
+    stopPlaying();
+  }
   pictures_.reset();
   handle_.reset();
 }
@@ -102,10 +109,18 @@ void MpvMoviePlayer::load(const std::filesystem::path& file) {
   seekOnLoad_.reset();
   seekTarget_.reset();
   wantedEntry_.reset();
-  loadRequest_ = ++lastRequest_;
+  loadRequest_ = 0;
   pause();
   if (onPicture) onPicture(nullptr);
   const std::string path = std::filesystem::absolute(file).string();
+  if (!painters_ || isPainterReady_) return sendLoad(path);
+  // Without anybody to draw it libmpv would leave the picture out.
+  stopPlaying();
+  waitingFile_ = path;
+}
+
+void MpvMoviePlayer::sendLoad(const std::string& path) {
+  loadRequest_ = ++lastRequest_;
   std::array command{"loadfile", path.c_str(), static_cast<const char*>(nullptr)};
   mpv_command_async(handle_.get(), loadRequest_, command.data());
 }
@@ -116,10 +131,42 @@ void MpvMoviePlayer::clear() {
   seekTarget_.reset();
   wantedEntry_.reset();
   loadRequest_ = 0;
+  waitingFile_.reset();
   pause();
+  stopPlaying();
+  if (onPicture) onPicture(nullptr);
+}
+
+void MpvMoviePlayer::stopPlaying() {
   std::array command{"stop", static_cast<const char*>(nullptr)};
   mpv_command_async(handle_.get(), ++lastRequest_, command.data());
-  if (onPicture) onPicture(nullptr);
+}
+
+void MpvMoviePlayer::setPictureSize(int width, int height) {
+  if (pictures_) pictures_->setSize(width, height);
+}
+
+std::shared_ptr<MoviePainters> MpvMoviePlayer::usePainters() {
+  if (painters_) return painters_;
+  pictures_.reset();
+  // Only drawing in memory needs our own turning.
+  mpv_set_property_string(handle_.get(), "video-rotate", "0");
+  const auto onMain = [&main = mainQueue_](auto task) { return [&main, task] { main.post(task); }; };
+  painters_ = std::make_shared<MpvPainters>(
+      handle_, MpvPainters::Events{.ready = onMain(lifetime_.guard([this] { painterReady(); })),
+                                   .gone = onMain(lifetime_.guard([this] { isPainterReady_ = false; })),
+                                   .pictureDue = onMain(lifetime_.guard([this] {
+                                     if (onPictureDue) onPictureDue();
+                                   }))});
+  return painters_;
+}
+
+void MpvMoviePlayer::painterReady() {
+  isPainterReady_ = true;
+  if (const auto path = std::exchange(waitingFile_, std::nullopt)) return sendLoad(*path);
+  // The picture was left out when the last painter went.
+  const char* chosen = "auto";
+  if (isLoaded_) mpv_set_property_async(handle_.get(), 0, "vid", MPV_FORMAT_STRING, &chosen);
 }
 
 void MpvMoviePlayer::setPaused(bool paused) {
@@ -222,7 +269,7 @@ void MpvMoviePlayer::handleProperty(const mpv_event_property& property) {
     reportedVideo_ = isKnown;
   } else if (name == "current-tracks/video/demux-rotation") {
     const std::int64_t degrees = isKnown ? *static_cast<const std::int64_t*>(property.data) : 0;
-    pictures_->setRotation(degrees % 90 == 0 ? static_cast<int>(degrees) : 0);
+    if (pictures_) pictures_->setRotation(degrees % 90 == 0 ? static_cast<int>(degrees) : 0);
   } else if (name == "pause") {
     reportedPause_ = !isKnown || *static_cast<const int*>(property.data) != 0;
   } else if (name == "audio-device-list" && isKnown) {

@@ -12,6 +12,7 @@
 #include "platform/Lifetime.h"
 #include "platform/SerialQueue.h"
 #include "platform/mpv/MpvHandles.h"
+#include "platform/mpv/MpvPainters.h"
 #include "platform/mpv/MpvPictures.h"
 
 namespace tallyrig {
@@ -32,7 +33,8 @@ class MpvMoviePlayer final : public MoviePlayer {
   void seek(double seconds) override;
   void setMuted(bool muted) override;
   void setOutputDevice(const std::optional<std::string>& name) override;
-  void setPictureSize(int width, int height) override { pictures_->setSize(width, height); }
+  void setPictureSize(int width, int height) override;
+  std::shared_ptr<MoviePainters> usePainters() override;
 
  private:
   /// What the wake-up callback needs, on whatever thread libmpv calls it.
@@ -51,6 +53,9 @@ class MpvMoviePlayer final : public MoviePlayer {
   explicit MpvMoviePlayer(SerialQueue& mainQueue) : mainQueue_(mainQueue) {}
 
   bool open(const std::string& audioDrivers);
+  void stopPlaying();
+  void sendLoad(const std::string& path);
+  void painterReady();
   void setPaused(bool paused);
   void sendSeek(double seconds);
   void chooseDevice();
@@ -63,7 +68,12 @@ class MpvMoviePlayer final : public MoviePlayer {
   SerialQueue& mainQueue_;
   std::shared_ptr<Wake> wake_;
   MpvHandle handle_;
+  /// One of the two draws.
   std::unique_ptr<MpvPictures> pictures_;
+  std::shared_ptr<MpvPainters> painters_;
+  bool isPainterReady_ = false;
+  /// A file that waits for a painter.
+  std::optional<std::string> waitingFile_;
 
   // What libmpv last told. It tells of changes only, so nothing here is ever reset.
   double reportedPosition_ = 0;

@@ -160,10 +160,14 @@ void FileMediaAudioRouter::handleFailure(const std::shared_ptr<StreamingMediaPla
 
 void FileMediaAudioRouter::checkDevice() {
   if (!session_) return;
-  if (!findOutput(audio_, deviceInUse_)) return endWith(deviceFailure(kNoDevice));
+  auto device = findOutput(audio_, deviceInUse_);
+  // Without a choice the sound goes where the system's goes, and that may be elsewhere now.
+  if (!outputDeviceID_ && (!device || defaultOutput(audio_))) device = findOutput(audio_, std::nullopt);
+  if (!device) return endWith(deviceFailure(kNoDevice));
   double rate = 0;
   const double sessionRate = session_->settings().outputRate;
-  if (audio_.nominalSampleRate(deviceInUse_, rate) != kPlatformOk || rate == sessionRate) return;
+  const bool isSame = device->id == deviceInUse_;
+  if (isSame && (audio_.nominalSampleRate(deviceInUse_, rate) != kPlatformOk || rate == sessionRate)) return;
   // The ring holds sound of the old rate.
   const double position = startPosition_ + static_cast<double>(session_->renderedFrames()) / sessionRate;
   begin(StreamingMediaAudio(session_->settings().stream), position, session_->wantsPlayback());

@@ -43,6 +43,10 @@ std::string FailoverAudioSystem::notice() const {
   return "No sound server. Using the built-in loopback; cards pick up your devices when the server returns.";
 }
 
+std::optional<AudioDeviceID> FailoverAudioSystem::defaultOutput() const {
+  return onServer_ ? server_.defaultOutput() : std::nullopt;
+}
+
 Subscription FailoverAudioSystem::observeDevices(std::function<void()> handler) {
   const std::uint64_t key = observers_->next++;
   observers_->handlers[key] = std::make_shared<const std::function<void()>>(std::move(handler));

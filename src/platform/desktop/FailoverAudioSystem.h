@@ -4,6 +4,9 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "platform/Log.h"
 #include "platform/SoundServer.h"
@@ -17,7 +20,7 @@ namespace tallyrig {
 /// ids stay below `kFallbackIDs`. A call with an id of the side that is away gives -ENODEV.
 ///
 /// Main thread.
-class FailoverAudioSystem final : public AudioSystem {
+class FailoverAudioSystem final : public AudioSystem, public DefaultOutput {
  public:
   static constexpr AudioDeviceID kFallbackIDs = 0x8000'0000;
 
@@ -30,6 +33,7 @@ class FailoverAudioSystem final : public AudioSystem {
   Timing timing(AudioDeviceID device) const override;
   PlatformStatus createIO(AudioDeviceID device, AudioCycleCallback callback, std::unique_ptr<AudioIO>& io) override;
   std::string notice() const override;
+  std::optional<AudioDeviceID> defaultOutput() const override;
 
  private:
   struct Observers {

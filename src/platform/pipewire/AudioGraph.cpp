@@ -162,13 +162,19 @@ void AudioGraph::onRateSet() {
   observedRates_.clear();
 }
 
+void AudioGraph::onDefaultSet() {
+  if (state_.available) publish();
+}
+
 void AudioGraph::publish() {
-  State now{.available = true, .devices = {}};
+  State now{.available = true, .devices = {}, .defaultOutput = {}};
   for (const auto& device : audioDevices(server_->model())) {
     now.devices.push_back({.id = numbers_.numberOf(device.serial),
                            .name = device.title,
                            .inputGroups = groupsOf(device.inputs),
                            .outputGroups = groupsOf(device.outputs)});
+    const auto isDefault = [&](const DeviceStream& stream) { return stream.nodeName == server_->defaults().sink(); };
+    if (std::ranges::any_of(device.outputs, isDefault)) now.defaultOutput = now.devices.back().id;
   }
   if (now == state_) return;
   state_ = std::move(now);

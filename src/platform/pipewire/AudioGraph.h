@@ -24,6 +24,8 @@ class AudioGraph final : private ServerGraph::Part {
   struct State {
     bool available = false;
     std::vector<AudioDeviceDescription> devices;
+    /// One of `devices`.
+    std::optional<AudioDeviceID> defaultOutput;
 
     bool operator==(const State&) const = default;
   };
@@ -59,6 +61,7 @@ class AudioGraph final : private ServerGraph::Part {
   void onLost() override;
   void onTick() override;
   void onRateSet() override;
+  void onDefaultSet() override;
 
   /// A session with the rate that was given out for its device.
   struct OpenSession {

@@ -56,6 +56,10 @@ PlatformStatus PipeWireAudioSystem::createIO(AudioDeviceID device, AudioCycleCal
   return status;
 }
 
+std::optional<AudioDeviceID> PipeWireAudioSystem::defaultOutput() const {
+  return published_->state().defaultOutput;
+}
+
 std::string PipeWireAudioSystem::notice() const {
   return isAvailable() ? "" : "No sound server is running.";
 }

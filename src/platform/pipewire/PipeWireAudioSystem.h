@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,7 @@ class PipeWireAudioSystem final : public SoundServer {
   PlatformStatus createIO(AudioDeviceID device, AudioCycleCallback callback, std::unique_ptr<AudioIO>& io) override;
 
   std::string notice() const override;
+  std::optional<AudioDeviceID> defaultOutput() const override;
 
  private:
   class Published;

@@ -20,6 +20,9 @@ GraphProperties propertiesOf(const spa_dict* dictionary) {
 ServerGraph::ServerGraph()
     : settings_([this] {
         for (auto* part : parts_) part->onRateSet();
+      }),
+      defaults_([this] {
+        for (auto* part : parts_) part->onDefaultSet();
       }) {}
 
 void ServerGraph::open(std::chrono::milliseconds limit) {
@@ -45,6 +48,7 @@ void ServerGraph::onConnected(pw_registry* registry) {
 
 void ServerGraph::onLost() {
   settings_.clear();
+  defaults_.clear();
   model_.clear();
   registry_ = nullptr;
   available_ = false;
@@ -60,11 +64,15 @@ void ServerGraph::onGlobal(std::uint32_t id, std::string_view type, const spa_di
   if (type == PW_TYPE_INTERFACE_Device) model_.addCard(id, propertiesOf(properties));
   if (type == PW_TYPE_INTERFACE_Node) model_.addNode(id, propertiesOf(properties));
   if (type == PW_TYPE_INTERFACE_Port) model_.addPort(id, propertiesOf(properties));
-  if (type == PW_TYPE_INTERFACE_Metadata) settings_.watch(registry_, id, properties);
+  if (type == PW_TYPE_INTERFACE_Metadata) {
+    settings_.watch(registry_, id, properties);
+    defaults_.watch(registry_, id, properties);
+  }
 }
 
 void ServerGraph::onGlobalRemoved(std::uint32_t id) {
   model_.remove(id);
+  defaults_.forget(id);
 }
 
 void ServerGraph::onUpdate() {

@@ -7,6 +7,7 @@
 
 #include "platform/pipewire/GraphModel.h"
 #include "platform/pipewire/PipeWireConnection.h"
+#include "platform/pipewire/ServerDefaults.h"
 #include "platform/pipewire/ServerSettings.h"
 
 namespace tallyrig {
@@ -32,6 +33,8 @@ class ServerGraph final : private PipeWireConnection::Listener {
     virtual void onTick() = 0;
     /// The settings have set a rate anew.
     virtual void onRateSet() {}
+    /// Another sink is the default.
+    virtual void onDefaultSet() {}
   };
 
   ServerGraph();
@@ -51,6 +54,7 @@ class ServerGraph final : private PipeWireConnection::Listener {
   bool isAvailable() const { return available_; }
   const GraphModel& model() const { return model_; }
   const ServerSettings& settings() const { return settings_; }
+  const ServerDefaults& defaults() const { return defaults_; }
   PipeWireConnection& connection() { return connection_; }
 
  private:
@@ -66,6 +70,7 @@ class ServerGraph final : private PipeWireConnection::Listener {
   std::vector<Part*> parts_;
   GraphModel model_;
   ServerSettings settings_;
+  ServerDefaults defaults_;
   bool available_ = false;
   pw_registry* registry_ = nullptr;
   /// Last, so that it goes first: its end is told to the rest.

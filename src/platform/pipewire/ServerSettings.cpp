@@ -1,10 +1,7 @@
 #include "platform/pipewire/ServerSettings.h"
 
-#include <pipewire/extensions/metadata.h>
-
 #include <charconv>
 #include <string_view>
-#include <utility>
 
 namespace tallyrig {
 namespace {
@@ -31,40 +28,18 @@ int countNumbers(const char* text) {
 }  // namespace
 
 void ServerSettings::readServerInfo(const pw_core_info& info) {
-  if (metadata_ != nullptr || info.props == nullptr) return;
+  if (metadata_.isFound() || info.props == nullptr) return;
   rate_ = numberOf(spa_dict_lookup(info.props, "default.clock.rate"));
   quantum_ = numberOf(spa_dict_lookup(info.props, "default.clock.quantum"));
 }
 
-void ServerSettings::watch(pw_registry* registry, std::uint32_t id, const spa_dict* properties) {
-  static const pw_metadata_events events = [] {
-    pw_metadata_events table{};
-    table.version = PW_VERSION_METADATA_EVENTS;
-    table.property = [](void* self, std::uint32_t subject, const char* key, const char*, const char* value) {
-      return subject == 0 && key != nullptr ? static_cast<ServerSettings*>(self)->set(key, value) : 0;
-    };
-    return table;
-  }();
-
-  const char* name = properties == nullptr ? nullptr : spa_dict_lookup(properties, PW_KEY_METADATA_NAME);
-  if (metadata_ != nullptr || name == nullptr || std::string_view(name) != "settings") return;
-  metadata_ =
-      static_cast<pw_proxy*>(pw_registry_bind(registry, id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, 0));
-  if (metadata_ == nullptr) return;
-  hook_ = {};
-  pw_metadata_add_listener(reinterpret_cast<pw_metadata*>(metadata_), &hook_, &events, this);
-}
-
 void ServerSettings::clear() {
-  if (metadata_ != nullptr) {
-    spa_hook_remove(&hook_);
-    pw_proxy_destroy(std::exchange(metadata_, nullptr));
-  }
+  metadata_.clear();
   rate_ = forcedRate_ = quantum_ = forcedQuantum_ = 0;
   allowsRates_ = false;
 }
 
-int ServerSettings::set(const char* key, const char* value) {
+void ServerSettings::set(const char* key, const char* value) {
   const std::string_view name = key;
   const std::uint32_t number = numberOf(value);
   if (name == "clock.quantum") quantum_ = number;
@@ -73,7 +48,6 @@ int ServerSettings::set(const char* key, const char* value) {
   if (name == "clock.rate") rate_ = number;
   if (name == "clock.force-rate") forcedRate_ = number;
   if (name == "clock.rate" || name == "clock.force-rate") rateChanged_();
-  return 0;
 }
 
 }  // namespace tallyrig

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <functional>
 
+#include "platform/pipewire/ServerMetadata.h"
+
 namespace tallyrig {
 
 /// The server's rate and cycle length as its settings declare them: what a device will most probably run at. Under the
@@ -13,14 +15,13 @@ class ServerSettings {
  public:
   /// `rateChanged` is called, under the lock, when a rate has been set anew.
   explicit ServerSettings(std::function<void()> rateChanged) : rateChanged_(std::move(rateChanged)) {}
-  ~ServerSettings() { clear(); }
-  ServerSettings(const ServerSettings&) = delete;
-  ServerSettings& operator=(const ServerSettings&) = delete;
 
   /// The defaults, for a server that publishes no settings.
   void readServerInfo(const pw_core_info& info);
   /// Follows the settings if the global of this id holds them.
-  void watch(pw_registry* registry, std::uint32_t id, const spa_dict* properties);
+  void watch(pw_registry* registry, std::uint32_t id, const spa_dict* properties) {
+    metadata_.watch(registry, id, properties);
+  }
   /// The server has gone.
   void clear();
 
@@ -32,16 +33,15 @@ class ServerSettings {
   std::uint32_t quantum() const { return forcedQuantum_ != 0 ? forcedQuantum_ : quantum_; }
 
  private:
-  int set(const char* key, const char* value);
+  void set(const char* key, const char* value);
 
   std::function<void()> rateChanged_;
-  pw_proxy* metadata_ = nullptr;
-  spa_hook hook_{};
   std::uint32_t rate_ = 0;
   std::uint32_t forcedRate_ = 0;
   bool allowsRates_ = false;
   std::uint32_t quantum_ = 0;
   std::uint32_t forcedQuantum_ = 0;
+  ServerMetadata metadata_{"settings", [this](const char* key, const char* value) { set(key, value); }};
 };
 
 }  // namespace tallyrig

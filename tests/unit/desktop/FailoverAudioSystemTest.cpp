@@ -47,6 +47,7 @@ class FakeSystem : public SoundServer {
   }
   std::string notice() const override { return ownNotice; }
   bool isAvailable() const override { return available; }
+  std::optional<AudioDeviceID> defaultOutput() const override { return playing; }
 
   bool has(AudioDeviceID device) const {
     return std::any_of(list.begin(), list.end(), [&](const auto& each) { return each.id == device; });
@@ -56,6 +57,7 @@ class FakeSystem : public SoundServer {
   double rate = 0;
   bool available = true;
   std::string ownNotice;
+  std::optional<AudioDeviceID> playing;
   std::function<void()> changed;
   int openIOs = 0;
 };
@@ -206,6 +208,15 @@ TEST_F(FailoverAudioSystemTest, IosOfTheSideThatWentAreDestroyedAsUsual) {
   restoreServer();
   loopbackIO.reset();
   EXPECT_EQ(fallback_.openIOs, 0);
+}
+
+TEST_F(FailoverAudioSystemTest, TheDefaultOutputIsTheServersWhileItIsThere) {
+  EXPECT_EQ(system_->defaultOutput(), std::nullopt);
+  server_.playing = 41;
+  EXPECT_EQ(system_->defaultOutput(), 41U);
+  server_.available = false;
+  server_.changed();
+  EXPECT_EQ(system_->defaultOutput(), std::nullopt);
 }
 
 }  // namespace

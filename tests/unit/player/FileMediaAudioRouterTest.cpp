@@ -11,6 +11,7 @@
 
 #include "platform/ffmpeg/FFmpegSampleRateConverters.h"
 #include "platform/simulated/SimulatedWorld.h"
+#include "support/AudioWithDefault.h"
 #include "support/SimulatedMediaFiles.h"
 
 namespace tallyrig {
@@ -231,6 +232,77 @@ TEST_F(FileMediaAudioRouterTest, WithoutAChoiceTheFirstDeviceOfTheSystemPlays) {
   router->setPlayback(true);
   world.runFor(1s);
   expectCounting(heard[0], 0, 0);
+}
+
+/// The same with a system that names its default device.
+class DefaultOutputTest : public FileMediaAudioRouterTest {
+ protected:
+  DefaultOutputTest() {
+    router = std::make_unique<FileMediaAudioRouter>(audio, world.scheduler(), files, converters);
+    router->onReady = [this] { events.push_back("ready"); };
+    router->onFailure = [this](const std::string& text) { events.push_back(text); };
+    audio.output = plug.id();
+  }
+  ~DefaultOutputTest() override { router.reset(); }
+
+  void choose(AudioDeviceID device) {
+    audio.output = device;
+    world.audio().announceChange();
+  }
+
+  AudioWithDefault audio{world.audio()};
+};
+
+TEST_F(DefaultOutputTest, WithoutAChoiceItIsTheOneThatPlays) {
+  EXPECT_EQ(router->prepare(stream, {-1, 1}, 2, std::nullopt), std::nullopt);
+  router->setPlayback(true);
+  world.runFor(1s);
+  expectCounting(heardOnPlug, 0, 1);
+  EXPECT_THAT(heard[1], IsEmpty());
+}
+
+TEST_F(DefaultOutputTest, TheSoundFollowsItFromTheSameSample) {
+  router->prepare(stream, {-1, 1}, 2, std::nullopt);
+  router->setPlayback(true);
+  world.runFor(1s);
+  choose(desk.id());
+  world.runFor(1s);
+  ASSERT_FALSE(heard[1].empty());
+  expectCounting(heard[1], static_cast<std::int64_t>(heardOnPlug.size()), 1);
+  EXPECT_THAT(events, ElementsAre("ready", "ready"));
+}
+
+TEST_F(DefaultOutputTest, ItIsFollowedWhilePausedToo) {
+  router->prepare(stream, {-1, 1}, 2, std::nullopt);
+  world.runFor(1s);
+  choose(desk.id());
+  world.runFor(1s);
+  EXPECT_THAT(heard[1], IsEmpty());
+  router->setPlayback(true);
+  world.runFor(1s);
+  expectCounting(heard[1], 0, 1);
+  EXPECT_THAT(heardOnPlug, IsEmpty());
+}
+
+TEST_F(DefaultOutputTest, AChosenDeviceKeepsTheSound) {
+  router->prepare(stream, {-1, 1}, 2, plug.id());
+  router->setPlayback(true);
+  world.runFor(1s);
+  choose(desk.id());
+  world.runFor(1s);
+  EXPECT_THAT(heard[1], IsEmpty());
+  EXPECT_THAT(events, ElementsAre("ready"));
+}
+
+TEST_F(DefaultOutputTest, WhenItsDeviceIsUnpluggedTheSoundGoesOnElsewhere) {
+  router->prepare(stream, {-1, 1}, 2, std::nullopt);
+  router->setPlayback(true);
+  world.runFor(1s);
+  // The system names another only after it.
+  world.audio().unplug(plug);
+  world.runFor(1s);
+  EXPECT_FALSE(heard[1].empty());
+  EXPECT_THAT(events, ElementsAre("ready", "ready"));
 }
 
 TEST_F(FileMediaAudioRouterTest, EachStepOfThePreparationCanFail) {

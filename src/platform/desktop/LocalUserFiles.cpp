@@ -12,6 +12,7 @@
 #include "platform/desktop/FileCopy.h"
 #include "platform/desktop/PosixFile.h"
 #include "platform/desktop/RegularFile.h"
+#include "platform/desktop/WorkerPool.h"
 
 namespace tallyrig {
 namespace {
@@ -25,6 +26,8 @@ class LocalFile final : public ByteSource {
   std::uint64_t size() const override { return size_; }
 
   std::error_code read(std::uint64_t offset, std::span<std::uint8_t> into) const override {
+    // A disk or a network that does not answer must not take the threads of others, who read timecode on them.
+    const WorkerPool::WaitingTask waiting;
     while (!into.empty()) {
       if (!std::in_range<off_t>(offset)) return std::make_error_code(std::errc::value_too_large);
       const ssize_t count =
@@ -84,6 +87,7 @@ std::error_code LocalUserFiles::attributes(const Path& path, FileAttributes& att
 }
 
 std::error_code LocalUserFiles::openForReading(const Path& path, std::unique_ptr<ByteSource>& file) const {
+  const WorkerPool::WaitingTask waiting;
   Descriptor descriptor;
   struct stat status {};
   if (const auto error = openRegularFile(path, descriptor, status)) return error;

@@ -4,6 +4,7 @@
 #include <numeric>
 #include <utility>
 
+#include "filetools/DroppedFile.h"
 #include "player/FindOutput.h"
 #include "player/MediaTimecode.h"
 
@@ -70,12 +71,18 @@ void FileMediaPlayer::forgetClip() {
   scrubPosition_ = 0;
 }
 
+bool FileMediaPlayer::loadDropped(const QList<QUrl>& urls) {
+  if (!droppedFile(urls)) return false;
+  loadClip(urls.front());
+  return true;
+}
+
 void FileMediaPlayer::loadClip(const QUrl& url) {
-  const QString local = url.toLocalFile();
-  if (local.isEmpty()) return;
+  const auto local = localFile(url);
+  if (!local) return;
   forgetClip();
   listen();
-  const std::filesystem::path path = local.toStdString();
+  const std::filesystem::path& path = *local;
   isAnalysing_ = true;
   isAudioRoutePreparing_ = true;
   droppedFileURL_ = path;
@@ -203,7 +210,16 @@ void FileMediaPlayer::seek(double target) {
 
 void FileMediaPlayer::refreshOutputDevices() {
   outputDevices_ = listOutputDevices(services_.audio);
+  followDefaultOutput();
   emit changed();
+}
+
+void FileMediaPlayer::followDefaultOutput() {
+  if (selectedOutputID_ || !stream_) return;
+  const auto output = findOutput(services_.audio, std::nullopt);
+  if (!output || (output->name == routedOutput_ && audioRouter_.stream())) return;
+  if (output->name != routedOutput_) buildDefaultRouting();
+  applyRouting();
 }
 
 void FileMediaPlayer::selectOutput(int index) {
@@ -226,6 +242,8 @@ void FileMediaPlayer::assign(int source, int choice) {
 
 void FileMediaPlayer::buildDefaultRouting() {
   channelAssignments_.clear();
+  const auto output = findOutput(services_.audio, selectedOutputID_);
+  routedOutput_ = output ? output->name : "";
   const int outputs = outputChannelCount();
   for (int channel = 0; channel < std::min(fileChannelCount_, outputs); ++channel)
     channelAssignments_[channel] = channel;
@@ -266,7 +284,11 @@ void FileMediaPlayer::setJumpTimecodeText(const QString& text) {
 }
 
 QString FileMediaPlayer::clipName() const {
-  return droppedFileURL_ ? toQString(droppedFileURL_->filename().string()) : QString();
+  return droppedFileURL_ ? displayName(*droppedFileURL_) : QString();
+}
+
+QStringList FileMediaPlayer::fileFilters() const {
+  return acceptedFileFilters();
 }
 
 QString FileMediaPlayer::errorMessage() const {

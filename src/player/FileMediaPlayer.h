@@ -59,6 +59,8 @@ class FileMediaPlayer : public QObject {
   Q_PROPERTY(QStringList outputChoices READ outputChoices NOTIFY changed)
   /// For each channel of the clip the place in `outputChoices`.
   Q_PROPERTY(QList<int> assignedChoices READ assignedChoices NOTIFY changed)
+  /// What the open panel offers.
+  Q_PROPERTY(QStringList fileFilters READ fileFilters CONSTANT)
   Q_PROPERTY(QString jumpTimecodeText READ jumpTimecodeText WRITE setJumpTimecodeText NOTIFY changed)
 
   Q_PROPERTY(bool isPlaying READ isPlaying NOTIFY positionChanged)
@@ -75,6 +77,8 @@ class FileMediaPlayer : public QObject {
   explicit FileMediaPlayer(const FileMediaPlayerServices& services);
   ~FileMediaPlayer() override;
 
+  /// Loads the first of what has been dropped or chosen; false, and nothing happens, if that is no file.
+  Q_INVOKABLE bool loadDropped(const QList<QUrl>& urls);
   Q_INVOKABLE void loadClip(const QUrl& url);
   Q_INVOKABLE void ejectClip();
   Q_INVOKABLE void togglePlayback();
@@ -105,6 +109,7 @@ class FileMediaPlayer : public QObject {
   QStringList channelMarks() const;
   QStringList outputChoices() const;
   QList<int> assignedChoices() const;
+  QStringList fileFilters() const;
   QString jumpTimecodeText() const { return jumpTimecodeText_; }
   void setJumpTimecodeText(const QString& text);
   bool isPlaying() const { return player_.isPlaying(); }
@@ -133,6 +138,8 @@ class FileMediaPlayer : public QObject {
   void prepareRouting();
   void routingUnavailable(const std::string& why);
   void buildDefaultRouting();
+  /// Without a choice of the user's another device may be the system's default now.
+  void followDefaultOutput();
   /// Makes the routing as it is now heard; from the beginning if there was none.
   void applyRouting();
   std::vector<int> assignmentList() const;
@@ -156,6 +163,8 @@ class FileMediaPlayer : public QObject {
   std::optional<AudioDeviceID> selectedOutputID_;
   /// Channel of the clip to output channel, both from 0; a channel that is not there goes nowhere.
   std::map<int, int> channelAssignments_;
+  /// The device that the routing was made for, by name.
+  std::string routedOutput_;
   std::map<int, MTCFrameRate> detectedTimecodeChannels_;
   bool isScrubbing_ = false;
   double scrubPosition_ = 0;

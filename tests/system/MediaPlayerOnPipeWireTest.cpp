@@ -2,18 +2,29 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "platform/desktop/LocalUserFiles.h"
 #include "platform/ffmpeg/FFmpegMediaFiles.h"
 #include "platform/ffmpeg/FFmpegSampleRateConverters.h"
+#include "platform/mpv/MpvMoviePlayers.h"
+#include "platform/sndfile/SndfileAudioFiles.h"
 #include "player/FileMediaAudioRouter.h"
+#include "player/FileMediaPlayer.h"
+#include "player/MediaTimecode.h"
 #include "rig/WavFile.h"
 #include "support/EncodedLTC.h"
 #include "support/MediaFolder.h"
@@ -154,6 +165,153 @@ TEST_F(MediaFaultsOnPipeWire, ADamagedPlaceInTheMiddleEndsNothing) {
     return anchor && kStart.advanced(6 * 25).signedFrameDistance(anchor->timecode).value_or(-1) > 0;
   }));
   EXPECT_EQ(failure, std::nullopt);
+}
+
+TEST_F(MediaFaultsOnPipeWire, ADeviceThatIsUnpluggedEndsTheSoundWithAText) {
+  const auto loaded = StreamingMediaAudio::load(make("whole.wav", "-c:a pcm_s16le"), files);
+  ASSERT_TRUE(std::holds_alternative<StreamingMediaAudio>(loaded)) << std::get<std::string>(loaded);
+  ASSERT_EQ(router.prepare(std::get<StreamingMediaAudio>(loaded), {1}, 8, desk()), std::nullopt);
+  const auto card = engine.reader(1);
+  router.setPlayback(true);
+  ASSERT_TRUE(engine.runUntil([&] { return card->liveAnchor().has_value(); }));
+  engine.rig().add({.name = "other", .description = "Other", .channels = 2});
+  engine.rig().remove("duplex");
+  EXPECT_TRUE(engine.runUntil([&] { return failure.has_value(); }));
+  EXPECT_EQ(failure, "The selected output device could not be configured (Core Audio error -19).");
+  EXPECT_EQ(router.stream(), std::nullopt);
+  const int before = readyCount;
+  EXPECT_EQ(router.applyRouting(desk(), 2, {1}, 3), std::nullopt);
+  EXPECT_TRUE(engine.runUntil([&] { return readyCount > before; })) << "another device takes over";
+}
+
+TEST_F(MediaFaultsOnPipeWire, AFileOfThreeHoursPlaysFromItsEndAtOnce) {
+  // Silence that takes no room on the disk, and the code two and a half hours into it.
+  constexpr std::uint32_t kRate = 48000;
+  constexpr std::uint32_t kBytes = 3 * 3600 * kRate * 2;
+  const std::string path = folder.file("long.wav");
+  const std::string code = readWhole(make("code.wav", "-c:a pcm_s16le -bitexact"));
+  std::string header = code.substr(0, 44);
+  const auto put = [&header](std::size_t at, std::uint32_t value) {
+    for (int byte = 0; byte < 4; ++byte)
+      header[at + static_cast<std::size_t>(byte)] = static_cast<char>(value >> (8 * byte));
+  };
+  ASSERT_EQ(header.substr(36, 4), "data");
+  put(4, kBytes + 36);
+  put(40, kBytes);
+  writeWhole(path, header);
+  std::filesystem::resize_file(path, 44ULL + kBytes);
+  {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(44 + 9000LL * kRate * 2);
+    file << code.substr(44);
+  }
+  const auto loaded = StreamingMediaAudio::load(path, files);
+  ASSERT_TRUE(std::holds_alternative<StreamingMediaAudio>(loaded)) << std::get<std::string>(loaded);
+  const auto& stream = std::get<StreamingMediaAudio>(loaded);
+  EXPECT_EQ(stream.durationSeconds, 10800);
+  ASSERT_EQ(router.prepare(stream, {2}, 8, desk()), std::nullopt);
+  const auto card = engine.reader(2);
+  router.restart(stream, 9004, true);
+  ASSERT_TRUE(engine.runUntil([&] { return failure || card->liveAnchor(); }));
+  EXPECT_EQ(failure, std::nullopt);
+  EXPECT_GE(kStart.advanced(4 * 25).signedFrameDistance(card->liveAnchor()->timecode).value_or(-1), 0);
+}
+
+TEST_F(MediaFaultsOnPipeWire, TheRunningTimecodeAgreesWithACardThatReadsTheClip) {
+  SndfileAudioFiles audioFiles{[this](const std::filesystem::path& path, std::unique_ptr<ByteSource>& bytes) {
+    return userFiles.openForReading(path, bytes);
+  }};
+  MpvMoviePlayers movies(engine.scheduler().mainQueue(), "null");
+  FileMediaPlayer player({engine.audio(), engine.scheduler(), files, converters, movies,
+                          FileAnalysisEngine({files, audioFiles, userFiles, engine.clock()})});
+  player.player()->setPictureSize(64, 48);
+  player.selectOutput(1);
+  const std::string movie = make("show.mov",
+                                 "-f lavfi -i testsrc=s=64x48:r=25:d=12 -filter_complex '[0:a]pan=stereo|c1=c0[a]' "
+                                 "-map 1:v -map '[a]' -c:v libx264 -c:a pcm_s16le");
+  player.loadClip(QUrl::fromLocalFile(QString::fromStdString(movie)));
+  ASSERT_TRUE(engine.runUntil([&] { return !player.isAnalysing() && !player.isAudioRoutePreparing(); }));
+  EXPECT_EQ(player.startText(), "10:00:00:00");
+  EXPECT_EQ(player.channelMarks(), (QStringList{"Ch 1", "TC 25"}));
+  EXPECT_EQ(player.audioRoutingError(), "");
+  const auto card = engine.reader(1);
+  player.togglePlayback();
+  ASSERT_TRUE(engine.runUntil([&] { return card->liveAnchor() && player.shownPosition() > 0.5; }));
+  std::vector<std::int64_t> apart;
+  while (player.isPlaying() && apart.size() < 40) {
+    engine.runUntil([] { return false; }, 50ms);
+    const auto anchor = card->liveAnchor();
+    const auto shown = positionOfTimecode(kStart, player.timecodeText().toStdString());
+    if (!anchor || !shown) continue;
+    const Timecode read = anchor->extrapolated(engine.clock().now(), engine.clock());
+    apart.push_back(kStart.signedFrameDistance(read).value_or(0) - std::llround(*shown * 25));
+  }
+  ASSERT_GE(apart.size(), 20U);
+  std::ranges::sort(apart);
+  EXPECT_LE(std::abs(apart[apart.size() / 2]), 2) << "frames";
+}
+
+TEST(DefaultOutputOnPipeWire, TheSoundFollowsTheOneThatTheUserSets) {
+  PipeWireRig rig({.quantum = 1024, .sessionManager = true});
+  rig.enter();
+  rig.add({.name = "first", .description = "First", .channels = 2});
+  rig.add({.name = "second", .description = "Second", .channels = 2});
+  const auto setDefault = [](const std::string& name) {
+    outputOf("pw-metadata 0 default.configured.audio.sink '{ \"name\": \"" + name + "\" }' Spa:String:JSON");
+  };
+  SystemHostClock clock;
+  SystemWallClock wallClock;
+  Log log{clock, wallClock};
+  AsioScheduler scheduler;
+  PipeWireAudioSystem audio(openPipeWireServer(), scheduler.mainQueue(), log);
+  const auto defaultName = [&]() -> std::string {
+    const auto output = audio.defaultOutput();
+    for (const auto& device : audio.devices()) {
+      if (device.id == output) return device.name;
+    }
+    return "";
+  };
+  setDefault("second");
+  ASSERT_TRUE(EngineOnPipeWire::runUntil([&] { return audio.devices().size() == 2 && defaultName() == "Second"; }))
+      << defaultName();
+
+  MediaFolder folder;
+  LocalUserFiles userFiles;
+  FFmpegMediaFiles files{[&](const std::filesystem::path& path, std::unique_ptr<ByteSource>& bytes) {
+    return userFiles.openForReading(path, bytes);
+  }};
+  FFmpegSampleRateConverters converters;
+  const auto loaded =
+      StreamingMediaAudio::load(folder.make("tone.wav", "-f lavfi -i \"sine=1000:r=48000:d=60\""), files);
+  ASSERT_TRUE(std::holds_alternative<StreamingMediaAudio>(loaded)) << std::get<std::string>(loaded);
+  /// Whether anything is heard on a device, which loops its outputs to its inputs.
+  std::map<std::string, std::shared_ptr<std::atomic<bool>>> isHeard;
+  std::vector<std::unique_ptr<AudioIO>> ears;
+  for (const auto& device : audio.devices()) {
+    auto heard = isHeard[device.name] = std::make_shared<std::atomic<bool>>(false);
+    const auto listen = [heard](const AudioCycle& cycle) {
+      if (cycle.input.empty() || cycle.input[0].data == nullptr) return;
+      const std::span samples(cycle.input[0].data, cycle.input[0].byteSize / sizeof(float));
+      if (std::ranges::any_of(samples, [](float sample) { return sample > 0.01F; })) *heard = true;
+    };
+    ASSERT_EQ(audio.createIO(device.id, listen, ears.emplace_back()), kPlatformOk);
+    ASSERT_EQ(ears.back()->start(), kPlatformOk);
+  }
+
+  FileMediaAudioRouter router(audio, scheduler, files, converters);
+  ASSERT_EQ(router.prepare(std::get<StreamingMediaAudio>(loaded), {0}, 2, std::nullopt), std::nullopt);
+  router.setPlayback(true);
+  EXPECT_TRUE(EngineOnPipeWire::runUntil([&] { return isHeard["Second"]->load(); }));
+  EXPECT_FALSE(*isHeard["First"]);
+  setDefault("first");
+  EXPECT_TRUE(EngineOnPipeWire::runUntil([&] { return isHeard["First"]->load(); }));
+
+  router.setPlayback(false);
+  setDefault("second");
+  ASSERT_TRUE(EngineOnPipeWire::runUntil([&] { return defaultName() == "Second" && router.isReady(); }));
+  *isHeard["Second"] = false;
+  router.setPlayback(true);
+  EXPECT_TRUE(EngineOnPipeWire::runUntil([&] { return isHeard["Second"]->load(); })) << "changed while it was paused";
 }
 
 }  // namespace

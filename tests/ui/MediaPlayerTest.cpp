@@ -37,9 +37,9 @@ class MediaPlayerTest : public testing::Test {
     ASSERT_NE(window, nullptr);
   }
 
-  void drop() {
+  void drop(const char* file = "/show.mov") {
     QMimeData data;
-    data.setUrls({QUrl::fromLocalFile("/show.mov"), QUrl::fromLocalFile("/second.mov")});
+    data.setUrls({QUrl::fromLocalFile(file), QUrl::fromLocalFile("/second.mov")});
     const QPoint place(100, 100);
     QDragEnterEvent enter(place, Qt::CopyAction, &data, Qt::LeftButton, {});
     QCoreApplication::sendEvent(window, &enter);
@@ -125,6 +125,62 @@ TEST_F(MediaPlayerTest, AJumpIsTypedAndEntered) {
   rig.pressIn(window, Qt::Key_Return);
   rig.runFor(100ms);
   EXPECT_EQ(text("runningTimecode"), "10:00:04:05");
+}
+
+TEST_F(MediaPlayerTest, AfterAClickOrAJumpSpaceStillPlays) {
+  open();
+  drop();
+  rig.click(item("forwardButton"));
+  rig.pressIn(window, Qt::Key_Space);
+  rig.runFor(200ms);
+  EXPECT_EQ(text("playButton"), "Pause");
+  EXPECT_EQ(text("positionLine").left(5), "00:05") << "Space has not pressed the button once more";
+  rig.pressIn(window, Qt::Key_Space);
+  item("jumpField")->forceActiveFocus();
+  rig.pressIn(window, Qt::Key_Return);
+  rig.runFor(100ms);
+  EXPECT_EQ(text("runningTimecode"), "10:00:00:00");
+  rig.pressIn(window, Qt::Key_Space);
+  rig.runFor(200ms);
+  EXPECT_EQ(text("playButton"), "Pause");
+}
+
+TEST_F(MediaPlayerTest, TheLastOfSixtyFourChannelsCanBeRouted) {
+  rig.wall.world.audio().addDevice({.name = "Stage Box", .outputGroups = {64}});
+  rig.mediaFiles.files["/wide.wav"] = countedMedia(48000, 64, 96'000);
+  rig.movies.movies["/wide.wav"] = {2, false};
+  open();
+  item("outputMenu")->setProperty("currentIndex", 1);
+  QMetaObject::invokeMethod(item("outputMenu"), "activated", Q_ARG(int, 1));
+  drop("/wide.wav");
+  QQuickItem* const table = item("routingTable");
+  EXPECT_EQ(table->property("count"), 64);
+  QMetaObject::invokeMethod(table, "positionViewAtEnd");
+  rig.runFor(50ms);
+  const auto menus = rig.findAll("assignmentMenu", window->contentItem());
+  ASSERT_FALSE(menus.empty());
+  EXPECT_LT(menus.size(), 64U) << "only what is seen is made";
+  QQuickItem* const last = menus.back();
+  EXPECT_EQ(last->property("accessibleName"), "Output of channel 64");
+  EXPECT_EQ(last->property("displayText"), "Output 64");
+  last->forceActiveFocus();
+  rig.pressIn(window, Qt::Key_Up);
+  rig.runFor(100ms);
+  EXPECT_EQ(last->property("displayText"), "Output 63");
+  EXPECT_EQ(table->property("atYEnd"), true) << "the choice has not thrown the list back to its beginning";
+}
+
+TEST_F(MediaPlayerTest, WhatIsNoFileIsNotTaken) {
+  open();
+  QMimeData data;
+  data.setUrls({QUrl("https://example.org/show.mov")});
+  QDragEnterEvent enter(QPoint(100, 100), Qt::CopyAction, &data, Qt::LeftButton, {});
+  QCoreApplication::sendEvent(window, &enter);
+  QDropEvent dropped(QPoint(100, 100), Qt::CopyAction, &data, Qt::LeftButton, {});
+  QCoreApplication::sendEvent(window, &dropped);
+  rig.runFor(100ms);
+  EXPECT_FALSE(dropped.isAccepted());
+  EXPECT_EQ(text("clipName"), "No clip loaded");
 }
 
 TEST_F(MediaPlayerTest, ClosingTheWindowEndsTheSound) {

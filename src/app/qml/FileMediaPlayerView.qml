@@ -27,11 +27,11 @@ Item {
                 Layout.fillHeight: true
                 color: view.workflow.hasClip ? "black" : Theme.window
 
+                TapHandler { onTapped: view.forceActiveFocus() }
                 MoviePictureItem {
                     objectName: "moviePicture"
                     anchors.fill: parent
                     player: view.workflow.player
-                    visible: view.workflow.hasVideo && hasPicture
                 }
                 AppIcon {
                     anchors.centerIn: parent
@@ -62,6 +62,7 @@ Item {
             Layout.fillHeight: true
             Layout.preferredWidth: 340
             workflow: view.workflow
+            onJumped: view.forceActiveFocus()
         }
     }
     DropArea {
@@ -69,11 +70,12 @@ Item {
 
         anchors.fill: parent
         onEntered: drag => drag.accepted = drag.hasUrls
-        onDropped: drop => view.workflow.loadClip(drop.urls[0])
+        onDropped: drop => drop.accepted = view.workflow.loadDropped(drop.urls)
     }
     MediaFileBrowser {
         id: browser
 
+        filters: view.workflow.fileFilters
         onChosen: file => view.workflow.loadClip(file)
     }
 }

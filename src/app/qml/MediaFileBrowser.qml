@@ -5,6 +5,7 @@ import QtQuick.Dialogs
 Loader {
     id: browser
 
+    required property list<string> filters
     signal chosen(url file)
 
     function open() {
@@ -16,8 +17,7 @@ Loader {
     sourceComponent: FileDialog {
         title: "Choose a Clip"
         fileMode: FileDialog.OpenFile
-        nameFilters: ["Audio and video files (*.wav *.aif *.aiff *.mp3 *.mp4 *.mov *.m4v *.m4a *.flac *.ogg *.mkv *.mxf *.avi)",
-                      "All files (*)"]
+        nameFilters: browser.filters
         onAccepted: browser.chosen(selectedFile)
     }
 }

@@ -7,6 +7,8 @@ Rectangle {
     id: panel
 
     required property FileMediaPlayer workflow
+    // A timecode has been entered; the keyboard is free for the clip again.
+    signal jumped()
 
     color: Theme.panel
 
@@ -40,7 +42,10 @@ Rectangle {
                 Accessible.name: "Jump to timecode"
                 Accessible.description: jumpHelp.text
                 onTextEdited: panel.workflow.jumpTimecodeText = text
-                onAccepted: panel.workflow.jumpToTimecode()
+                onAccepted: {
+                    panel.workflow.jumpToTimecode()
+                    panel.jumped()
+                }
 
                 HoverToolTip {
                     id: jumpHelp
@@ -53,7 +58,11 @@ Rectangle {
             AppSecondaryButton {
                 objectName: "jumpButton"
                 text: "Jump To"
-                onClicked: panel.workflow.jumpToTimecode()
+                focusPolicy: Qt.TabFocus
+                onClicked: {
+                    panel.workflow.jumpToTimecode()
+                    panel.jumped()
+                }
             }
         }
         SectionLabel { text: "Output Device" }

@@ -7,6 +7,7 @@ import Tallyrig
 ListView {
     id: table
 
+    objectName: "routingTable"
     required property FileMediaPlayer workflow
 
     clip: true

@@ -2,7 +2,8 @@ import QtQuick
 import QtQuick.Layouts
 import Tallyrig
 
-// The time line of a clip, and what moves along it.
+// The time line of a clip, and what moves along it. A click on a button leaves the keyboard where it is, so that Space
+// goes on to play and pause.
 Rectangle {
     id: control
 
@@ -41,6 +42,7 @@ Rectangle {
 
             AppIconButton {
                 objectName: "backButton"
+                focusPolicy: Qt.TabFocus
                 symbol: "skip-back"
                 symbolSize: 14
                 text: "Back 5 seconds"
@@ -49,6 +51,7 @@ Rectangle {
             }
             AppIconButton {
                 objectName: "playButton"
+                focusPolicy: Qt.TabFocus
                 symbol: control.workflow.isPlaying ? "pause" : "play"
                 symbolSize: 16
                 text: control.workflow.isPlaying ? "Pause" : "Play"
@@ -57,6 +60,7 @@ Rectangle {
             }
             AppIconButton {
                 objectName: "forwardButton"
+                focusPolicy: Qt.TabFocus
                 symbol: "skip-forward"
                 symbolSize: 14
                 text: "Forward 5 seconds"
@@ -82,6 +86,7 @@ Rectangle {
             }
             AppIconButton {
                 objectName: "ejectButton"
+                focusPolicy: Qt.TabFocus
                 symbol: "eject"
                 symbolSize: 14
                 text: "Eject clip"

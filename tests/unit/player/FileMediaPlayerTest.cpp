@@ -11,6 +11,7 @@
 #include "platform/desktop/LocalUserFiles.h"
 #include "platform/ffmpeg/FFmpegSampleRateConverters.h"
 #include "platform/simulated/SimulatedWorld.h"
+#include "support/AudioWithDefault.h"
 #include "support/LTCSignal.h"
 #include "support/SimulatedAudioFiles.h"
 #include "support/SimulatedMediaFiles.h"
@@ -300,6 +301,40 @@ TEST_F(FileMediaPlayerTest, WhenTheDeviceVanishesTheClipsOwnSoundIsHeard) {
   world.runFor(200ms);
   EXPECT_TRUE(movies.muted);
   EXPECT_EQ(player->audioRoutingError(), "");
+}
+
+TEST_F(FileMediaPlayerTest, WithoutAChoiceItGoesOnWhereTheSystemPlays) {
+  AudioWithDefault audio(world.audio());
+  audio.output = plug.id();
+  player = std::make_unique<FileMediaPlayer>(
+      FileMediaPlayerServices{audio, world.scheduler(), files, converters, movies,
+                              FileAnalysisEngine({files, sounds, userFiles, world.clock()})});
+  load();
+  EXPECT_EQ(player->assignedChoices(), (QList<int>{1, 2, 0})) << "two outputs";
+  player->togglePlayback();
+  world.runFor(1s);
+  EXPECT_TRUE(heard[0].empty());
+  player->assign(2, 1);
+  audio.output = desk.id();
+  world.audio().announceChange();
+  EXPECT_EQ(player->assignedChoices(), (QList<int>{1, 2, 3})) << "a device with four";
+  EXPECT_NEAR(nextHeard(), player->shownPosition() * 48000, 4800);
+  EXPECT_EQ(player->outputIndex(), 0);
+  player->assign(2, 1);
+  world.audio().announceChange();
+  EXPECT_EQ(player->assignedChoices(), (QList<int>{1, 2, 1})) << "the same device keeps the user's routing";
+
+  world.audio().unplug(desk);
+  world.audio().unplug(plug);
+  world.runFor(100ms);
+  EXPECT_FALSE(movies.muted);
+  EXPECT_NE(player->audioRoutingError(), "");
+  audio.output = std::nullopt;
+  world.audio().plugIn(desk);
+  world.runFor(200ms);
+  EXPECT_TRUE(movies.muted) << "a device that comes is taken";
+  EXPECT_EQ(player->audioRoutingError(), "");
+  player.reset();
 }
 
 TEST_F(FileMediaPlayerTest, ADecodingFaultLaterGivesTheClipsOwnSound) {

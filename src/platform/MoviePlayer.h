@@ -61,6 +61,8 @@ class MoviePlayer {
     bool hasVideo = false;
     /// The position moves, or will once a seek is done. False at the end of the file.
     bool isPlaying = false;
+    /// The picture is on its way: the file is being loaded, or a seek is not done.
+    bool isSeeking = false;
   };
   virtual State state() const = 0;
 

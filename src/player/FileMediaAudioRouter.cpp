@@ -1,6 +1,7 @@
 #include "player/FileMediaAudioRouter.h"
 
 #include <algorithm>
+#include <chrono>
 #include <system_error>
 #include <utility>
 
@@ -14,6 +15,11 @@ namespace {
 constexpr PlatformStatus kNoDevice = -static_cast<PlatformStatus>(std::errc::no_such_device);
 // A device may lengthen its cycles while it runs; none lengthens them beyond this.
 constexpr std::int64_t kLongestUsualCycle = 8192;
+// One at 25 a second.
+constexpr double kPictureSeconds = 0.04;
+// How long sound waits for a picture that does not come.
+constexpr auto kLookAgain = std::chrono::milliseconds(5);
+constexpr int kMostLooks = 400;
 
 std::string deviceFailure(PlatformStatus status) {
   return FileMediaAudioRouterError{FileMediaAudioRouterError::Kind::outputDeviceConfiguration, status}.description();
@@ -137,8 +143,26 @@ void FileMediaAudioRouter::endWith(const std::string& failure) {
 
 void FileMediaAudioRouter::setPlayback(bool playing) {
   if (!session_) return;
+  const bool wanted = session_->wantsPlayback();
   session_->setWantsPlayback(playing);
-  session_->setRendering(playing && isReady_);
+  if (!playing) session_->setRendering(false);
+  if (playing && !wanted && isReady_) beginRendering(session_, 0);
+}
+
+void FileMediaAudioRouter::beginRendering(const std::shared_ptr<StreamingMediaPlaybackSession>& session, int looks) {
+  if (session != session_ || !isReady_ || !session_->wantsPlayback() || session_->isRendering()) return;
+  const double rate = session_->settings().outputRate;
+  const double ahead = startPosition_ + static_cast<double>(session_->renderedFrames()) / rate;
+  const auto picture = picturePosition ? picturePosition() : std::optional(ahead);
+  const bool mustWait = !picture || ahead - *picture > kPictureSeconds;
+  if (mustWait && looks < kMostLooks) {
+    scheduler_.mainQueue().postAfter(kLookAgain,
+                                     lifetime_.guard([this, session, looks] { beginRendering(session, looks + 1); }));
+    return;
+  }
+  if (picture && *picture - ahead > kPictureSeconds)
+    session_->skip(static_cast<std::int64_t>((*picture - ahead) * rate));
+  session_->setRendering(true);
 }
 
 std::optional<StreamingMediaAudio> FileMediaAudioRouter::stream() const {
@@ -150,7 +174,7 @@ void FileMediaAudioRouter::handleReady(const std::shared_ptr<StreamingMediaPlayb
   if (session != session_) return;
   isReady_ = true;
   if (onReady) onReady();
-  if (session_ && session_->wantsPlayback()) session_->setRendering(true);
+  if (session_ && session_->wantsPlayback()) beginRendering(session_, 0);
 }
 
 void FileMediaAudioRouter::handleFailure(const std::shared_ptr<StreamingMediaPlaybackSession>& session,

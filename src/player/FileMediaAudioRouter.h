@@ -34,6 +34,9 @@ class FileMediaAudioRouter {
   std::function<void()> onReady;
   /// A session begins to prime; until it is ready there is silence.
   std::function<void()> onBuffering;
+  /// Where the picture is, in seconds; absent while it is on its way to a place. Sound that is not within a picture of
+  /// it when it begins is brought there: it waits, or passes over a piece. Without this it begins at once.
+  std::function<std::optional<double>()> picturePosition;
   /// There is no session any more; a text for the user. A new `prepare` or `restart` may mend it.
   std::function<void(const std::string&)> onFailure;
 
@@ -68,6 +71,8 @@ class FileMediaAudioRouter {
   void handleReady(const std::shared_ptr<StreamingMediaPlaybackSession>& session);
   void handleFailure(const std::shared_ptr<StreamingMediaPlaybackSession>& session, const std::string& text);
   void checkDevice();
+  /// Lets the session be heard, beside the picture.
+  void beginRendering(const std::shared_ptr<StreamingMediaPlaybackSession>& session, int looks);
   std::int64_t maximumFramesToRender(AudioDeviceID device) const;
 
   AudioSystem& audio_;

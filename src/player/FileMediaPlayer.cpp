@@ -24,6 +24,7 @@ FileMediaPlayer::FileMediaPlayer(const FileMediaPlayerServices& services)
       analysisQueue_(services.scheduler.makeQueue("Tallyrig.MediaLoad", QueuePriority::kUserInitiated)),
       deviceListObserver_(services.audio.observeDevices([this] { refreshOutputDevices(); })) {
   connect(&player_, &FileMediaPlayerModel::changed, this, &FileMediaPlayer::positionChanged);
+  audioRouter_.picturePosition = [this] { return player_.presentPosition(); };
   refreshOutputDevices();
 }
 

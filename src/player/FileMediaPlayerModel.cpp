@@ -73,6 +73,12 @@ std::shared_ptr<MoviePainters> FileMediaPlayerModel::usePainters() {
   return player_ ? player_->usePainters() : nullptr;
 }
 
+std::optional<double> FileMediaPlayerModel::presentPosition() const {
+  const MoviePlayer::State state = player_ ? player_->state() : MoviePlayer::State{.position = position_};
+  if (state.isSeeking || !std::isfinite(state.position)) return std::nullopt;
+  return std::max(state.position, 0.0);
+}
+
 void FileMediaPlayerModel::update() {
   const MoviePlayer::State state = player_->state();
   const auto usable = [](double seconds) { return std::isfinite(seconds) ? std::max(seconds, 0.0) : 0.0; };

@@ -27,6 +27,9 @@ class FileMediaPlayerModel : public QObject {
   double duration() const { return duration_; }
   bool hasVideo() const { return hasVideo_; }
 
+  /// Where the clip is at this moment, in seconds; absent while its picture is on the way there.
+  std::optional<double> presentPosition() const;
+
   void load(const std::filesystem::path& url);
   void clear();
   /// In seconds, kept within the clip; `position` follows at once.

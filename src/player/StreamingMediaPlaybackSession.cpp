@@ -85,11 +85,27 @@ void StreamingMediaPlaybackSession::render(std::span<AudioBuffer> buffers) noexc
   if (buffers.empty() || !isRendering()) return;
   const auto frames =
       static_cast<std::int64_t>(buffers.front().byteSize / (channelsOf(buffers.front()) * sizeof(float)));
-  if (frames > renderScratchFrameCapacity_) return;
+  if (frames > renderScratchFrameCapacity_ || !skipSome(frames)) return;
   const std::int64_t count = ring_.read(renderScratch_.get(), frames);
   if (count == 0) return;
   mix(buffers, count);
-  renderedFrames_.store(renderedFrames_.load(std::memory_order_relaxed) + count, std::memory_order_release);
+  renderedFrames_.fetch_add(count);
+}
+
+bool StreamingMediaPlaybackSession::skipSome(std::int64_t cycleFrames) noexcept {
+  // As much in a cycle as costs little; the clip goes on meanwhile, so that a cycle without sound is to be passed over
+  // as well.
+  constexpr int kMostReads = 2;
+  std::int64_t left = framesToSkip_.load();
+  for (int reads = 0; left > 0 && reads < kMostReads; ++reads) {
+    const std::int64_t count = ring_.read(renderScratch_.get(), std::min(left, renderScratchFrameCapacity_));
+    if (count == 0) break;
+    renderedFrames_.fetch_add(count);
+    left = framesToSkip_.fetch_sub(count) - count;
+  }
+  if (left <= 0) return true;
+  framesToSkip_.fetch_add(cycleFrames);
+  return false;
 }
 
 void StreamingMediaPlaybackSession::mix(std::span<AudioBuffer> buffers, std::int64_t frames) noexcept {

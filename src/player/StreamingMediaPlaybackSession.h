@@ -65,14 +65,20 @@ class StreamingMediaPlaybackSession {
   /// The decoder is the only writer, the callback the only reader.
   RealtimeInterleavedFloatRing& ring() noexcept { return ring_; }
 
+  /// The callback passes over that many frames before it plays on; what the ring does not hold then is passed over as
+  /// it comes. Main thread.
+  void skip(std::int64_t frames) noexcept { framesToSkip_.fetch_add(frames); }
+
   /// Callback: one cycle. Clears all buffers, then adds each channel of the file to its output; what shares an output
   /// is summed. Where nothing may or can be played there is silence. Real-time safe.
   void render(std::span<AudioBuffer> buffers) noexcept;
 
-  /// Frames taken from the ring so far. Any thread.
+  /// Frames taken from the ring so far, played or passed over. Any thread.
   std::int64_t renderedFrames() const noexcept { return renderedFrames_.load(std::memory_order_acquire); }
 
  private:
+  /// Whether nothing is left to be passed over.
+  bool skipSome(std::int64_t cycleFrames) noexcept;
   void mix(std::span<AudioBuffer> buffers, std::int64_t frames) noexcept;
 
   const Settings settings_;
@@ -84,6 +90,7 @@ class StreamingMediaPlaybackSession {
   std::atomic<bool> isRendering_{false};
   std::atomic<bool> decoderClaimed_{false};
   std::atomic<std::int64_t> renderedFrames_{0};
+  std::atomic<std::int64_t> framesToSkip_{0};
   /// Never taken by the callback.
   std::mutex readerLock_;
   std::shared_ptr<AudioReader> activeReader_;

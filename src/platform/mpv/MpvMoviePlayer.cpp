@@ -100,8 +100,9 @@ MpvMoviePlayer::~MpvMoviePlayer() {
 }
 
 MoviePlayer::State MpvMoviePlayer::state() const {
-  if (!isLoaded_) return {.position = seekOnLoad_.value_or(0)};
-  return {seekTarget_.value_or(reportedPosition_), reportedDuration_, reportedVideo_, !reportedPause_};
+  if (!isLoaded_) return {.position = seekOnLoad_.value_or(0), .isSeeking = loadRequest_ != 0 || waitingFile_};
+  return {seekTarget_.value_or(reportedPosition_), reportedDuration_, reportedVideo_, !reportedPause_,
+          seekTarget_.has_value()};
 }
 
 void MpvMoviePlayer::load(const std::filesystem::path& file) {
@@ -232,7 +233,9 @@ void MpvMoviePlayer::handle(const mpv_event& event) {
       if (startedEntry_ == wantedEntry_) handleLoaded();
       return;
     case MPV_EVENT_END_FILE:
-      if (static_cast<const mpv_event_end_file*>(event.data)->playlist_entry_id == wantedEntry_) isLoaded_ = false;
+      if (static_cast<const mpv_event_end_file*>(event.data)->playlist_entry_id != wantedEntry_) return;
+      isLoaded_ = false;
+      loadRequest_ = 0;
       return;
     case MPV_EVENT_PLAYBACK_RESTART:
       if (isSeekTaken_) seekTarget_.reset();

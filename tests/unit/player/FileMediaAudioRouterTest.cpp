@@ -234,6 +234,77 @@ TEST_F(FileMediaAudioRouterTest, WithoutAChoiceTheFirstDeviceOfTheSystemPlays) {
   expectCounting(heard[0], 0, 0);
 }
 
+TEST_F(FileMediaAudioRouterTest, SoundWaitsForAPictureThatIsOnItsWay) {
+  std::optional<double> picture;
+  router->picturePosition = [&] { return picture; };
+  prepare();
+  router->restart(stream, 2, true);
+  world.runFor(500ms);
+  EXPECT_TRUE(router->isReady());
+  EXPECT_THAT(heard[0], IsEmpty());
+  picture = 2;
+  world.runFor(100ms);
+  expectCounting(heard[0], 96'000, 0);
+}
+
+TEST_F(FileMediaAudioRouterTest, SoundThatComesLaterThanThePicturePassesOverAPiece) {
+  router->picturePosition = [] { return std::optional(2.5); };
+  prepare();
+  router->restart(stream, 2, true);
+  world.runFor(500ms);
+  // It takes two cycles, and the first of them is passed over as well.
+  constexpr std::int64_t kFirst = 120'000 + 512;
+  expectCounting(heard[0], kFirst, 0);
+  expectCounting(heard[3], kFirst, 3);
+}
+
+TEST_F(FileMediaAudioRouterTest, WithinAPictureSoundBeginsWithItsFirstSample) {
+  for (const double offset : {-0.035, 0.035}) {
+    router->picturePosition = [&] { return std::optional(2 + offset); };
+    prepare();
+    heard[0].clear();
+    router->restart(stream, 2, true);
+    world.runFor(500ms);
+    expectCounting(heard[0], 96'000, 0);
+    router->stop();
+    world.runFor(100ms);
+  }
+}
+
+TEST_F(FileMediaAudioRouterTest, SoundThatIsAheadOfThePictureLetsItCatchUp) {
+  double picture = 1.8;
+  router->picturePosition = [&] { return std::optional(picture); };
+  prepare();
+  router->restart(stream, 2, true);
+  world.runFor(300ms);
+  EXPECT_THAT(heard[0], IsEmpty());
+  picture = 1.97;
+  world.runFor(300ms);
+  expectCounting(heard[0], 96'000, 0);
+}
+
+TEST_F(FileMediaAudioRouterTest, APictureThatNeverComesDoesNotSilenceTheSoundForLong) {
+  router->picturePosition = [] { return std::optional<double>(); };
+  prepare();
+  router->setPlayback(true);
+  world.runFor(1s);
+  EXPECT_THAT(heard[0], IsEmpty());
+  world.runFor(2s);
+  expectCounting(heard[0], 0, 0);
+}
+
+TEST_F(FileMediaAudioRouterTest, APauseWhileTheSoundWaitsHolds) {
+  std::optional<double> picture;
+  router->picturePosition = [&] { return picture; };
+  prepare();
+  router->setPlayback(true);
+  world.runFor(300ms);
+  router->setPlayback(false);
+  picture = 0;
+  world.runFor(1s);
+  EXPECT_THAT(heard[0], IsEmpty());
+}
+
 /// The same with a system that names its default device.
 class DefaultOutputTest : public FileMediaAudioRouterTest {
  protected:

@@ -317,11 +317,13 @@ TEST_F(FileMediaPlayerTest, WithoutAChoiceItGoesOnWhereTheSystemPlays) {
   player->assign(2, 1);
   audio.output = desk.id();
   world.audio().announceChange();
+  world.runFor(1ms);
   EXPECT_EQ(player->assignedChoices(), (QList<int>{1, 2, 3})) << "a device with four";
   EXPECT_NEAR(nextHeard(), player->shownPosition() * 48000, 4800);
   EXPECT_EQ(player->outputIndex(), 0);
   player->assign(2, 1);
   world.audio().announceChange();
+  world.runFor(1ms);
   EXPECT_EQ(player->assignedChoices(), (QList<int>{1, 2, 1})) << "the same device keeps the user's routing";
 
   world.audio().unplug(desk);

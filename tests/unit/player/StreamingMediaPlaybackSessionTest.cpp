@@ -121,6 +121,40 @@ TEST_F(StreamingMediaPlaybackSessionTest, APauseIsSilentAndKeepsTheRing) {
   EXPECT_THAT(outputs[0], ElementsAre(1, 2));
 }
 
+TEST_F(StreamingMediaPlaybackSessionTest, PassesOverWhatItIsToldTo) {
+  make({0, 1, 2});
+  fill(2000);
+  session->skip(1500);
+  cycle(2);
+  EXPECT_THAT(outputs[0], ElementsAre(1501, 1502));
+  EXPECT_EQ(session->renderedFrames(), 1502);
+  cycle(2);
+  EXPECT_THAT(outputs[0], ElementsAre(1503, 1504));
+}
+
+TEST_F(StreamingMediaPlaybackSessionTest, PassesOverWhatIsNotThereYetAsItComes) {
+  make({0, 1, 2});
+  fill(10);
+  session->skip(12);
+  cycle(4);
+  EXPECT_THAT(outputs[0], Each(0.0F));
+  fill(10);
+  cycle(2);
+  EXPECT_THAT(outputs[0], ElementsAre(7, 8)) << "the silent cycle is passed over as well";
+}
+
+TEST_F(StreamingMediaPlaybackSessionTest, ALongWayTakesSeveralCycles) {
+  make({0, 1, 2});
+  fill(8000);
+  session->skip(5000);
+  cycle(10);
+  EXPECT_THAT(outputs[0], Each(0.0F)) << "2048 frames a cycle";
+  cycle(10);
+  EXPECT_THAT(outputs[0], Each(0.0F));
+  cycle(10);
+  EXPECT_EQ(outputs[0].front(), 5021.0F);
+}
+
 TEST_F(StreamingMediaPlaybackSessionTest, FindsOutputsInBuffersOfSeveralChannels) {
   make({0, 2, 3});
   fill(2);

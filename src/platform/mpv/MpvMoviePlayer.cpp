@@ -100,7 +100,10 @@ MpvMoviePlayer::~MpvMoviePlayer() {
 }
 
 MoviePlayer::State MpvMoviePlayer::state() const {
-  if (!isLoaded_) return {.position = seekOnLoad_.value_or(0), .isSeeking = loadRequest_ != 0 || waitingFile_};
+  if (!isLoaded_) {
+    const bool isLoading = loadRequest_ != 0 || waitingFile_;
+    return {.position = seekOnLoad_.value_or(0), .isPlaying = isLoading && !reportedPause_, .isSeeking = isLoading};
+  }
   return {seekTarget_.value_or(reportedPosition_), reportedDuration_, reportedVideo_, !reportedPause_,
           seekTarget_.has_value()};
 }

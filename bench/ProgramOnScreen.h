@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -49,9 +50,14 @@ class Screen {
             {"Xvfb", "-displayfd", "1", "-screen", "0", std::to_string(width) + "x" + std::to_string(height) + "x24",
              "-fbdir", folder.string(), "-nolisten", "tcp", "-noreset"},
             {}, folder / "display") {
-    waitFor("the virtual screen", [&] { return contents(folder / "display").find('\n') != std::string::npos; });
-    const std::string number = contents(folder / "display");
-    display_ = ":" + number.substr(0, number.find('\n'));
+    // The number that it found free comes after what it has to say about those that are taken.
+    waitFor("the virtual screen", [&] {
+      std::istringstream lines(contents(folder / "display"));
+      std::string line;
+      while (std::getline(lines, line) && !lines.eof() && display_.empty())
+        if (!line.empty() && line.find_first_not_of("0123456789") == std::string::npos) display_ = ":" + line;
+      return !display_.empty();
+    });
     const std::string path = folder / "Xvfb_screen0";
     const int file = open(path.c_str(), O_RDONLY);
     struct stat status {};

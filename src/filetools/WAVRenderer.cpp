@@ -16,7 +16,7 @@ namespace tallyrig {
 namespace {
 
 // What is handed to the file at once.
-constexpr std::size_t kWriteBytes = std::size_t{256} << 10U;
+constexpr std::size_t kWriteBytes = std::size_t{512} << 10U;
 
 static_assert(std::endian::native == std::endian::little, "samples are put together as the file has them");
 

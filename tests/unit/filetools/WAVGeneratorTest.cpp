@@ -166,6 +166,13 @@ TEST_F(WAVGeneratorWindow, TheSavePanelBeginsInAFolderThatIsThere) {
   if (!settings.isNull()) qputenv("XDG_CONFIG_HOME", settings);
 }
 
+TEST_F(WAVGeneratorWindow, ANameThatIsNoTextIsTakenAsItsBytes) {
+  generator.save(QUrl::fromEncoded("file:///tmp/%FF%0A%25.wav"));
+  world.runFor(10ms);
+  ASSERT_EQ(rendered.size(), 1U);
+  EXPECT_EQ(rendered[0].second, "/tmp/\xff\n%.wav");
+}
+
 TEST_F(WAVGeneratorWindow, OnlyAFileThatIsThereIsNamedAsOneToBeReplaced) {
   const TemporaryFolder folder;
   const auto named = [&](const std::string& name) {

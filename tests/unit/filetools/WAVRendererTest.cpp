@@ -238,7 +238,7 @@ TEST(RenderWAV, EachFailureHasItsText) {
   }
   {
     MemoryWavFiles files;
-    files.writableBytes = 300000;
+    files.writableBytes = 2000000;
     files.writeError = std::make_error_code(std::errc::no_space_on_device);
     EXPECT_EQ(renderWAV(files, stretch, "x.wav"), "Write failed: No space left on device");
     EXPECT_GT(files.bytes.size(), 0U) << "what was written stays";

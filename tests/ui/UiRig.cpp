@@ -36,7 +36,7 @@ void UiRig::open() {
   windowManager.emplace(wall.world.preferences(), wall.world.clock(), wall.world.scheduler().mainQueue(), canFloat);
   // Without files; what the tools do with them is tested apart.
   fileTools.emplace(wall.world.scheduler(),
-                    FileAnalyserOperations{[](const auto&) { return 1; }, [](const auto&) { return std::nullopt; },
+                    FileAnalyserOperations{[](const auto&) { return FileSummary{}; },
                                            [](const auto&, const auto&, const auto&) { return FileAnalysisError{}; },
                                            [](const auto&, const auto&, const auto&) { return TimecodeTrackResult{}; }},
                     [](const auto&, const auto&) { return std::nullopt; });

@@ -159,6 +159,19 @@ TEST_F(FileAnalyserViewTest, ADropIsAnalysedAndShown) {
   EXPECT_NE(find("reAnalyse"), nullptr);
 }
 
+TEST_F(FileAnalyserViewTest, NoValueIsCutShortWhereThereIsRoom) {
+  for (const char* tag : {"", "x", "yy", "01:00:00:00", "a tag of some length"}) {
+    auto& found = std::get<FileAnalysisResult>(outcome);
+    found.metadataTimecode = *tag != '\0' ? std::optional<std::string>(tag) : std::nullopt;
+    drop("dropArea", {QUrl("file:///tmp/a.mov")});
+    EXPECT_EQ(text("metadata", "value"), *tag != '\0' ? tag : "Not found");
+    for (const char* row : {"duration", "start", "metadata", "probe"}) {
+      ASSERT_NE(find(row), nullptr) << row;
+      EXPECT_FALSE(find("value", find(row))->property("truncated").toBool()) << row << " with \"" << tag << "\"";
+    }
+  }
+}
+
 TEST_F(FileAnalyserViewTest, WhatIsNoFileIsNotTaken) {
   EXPECT_FALSE(drop("dropArea", {QUrl("https://example.org/a.mov")}));
   EXPECT_EQ(text("dropText"), "Drop a WAV, AIFF, MP3, MOV, or MP4 file here");

@@ -28,7 +28,8 @@ RowLayout {
 
         objectName: "value"
         Layout.fillWidth: true
-        Layout.maximumWidth: implicitWidth
+        // Layouts round down to whole pixels, and a text that lacks a part of one is cut short.
+        Layout.maximumWidth: Math.ceil(implicitWidth)
         textFormat: Text.PlainText
         color: Theme.text
         font.family: row.isTimecode ? Theme.monospacedFamily : Theme.fontFamily

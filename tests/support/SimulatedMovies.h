@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -11,12 +12,14 @@
 
 namespace tallyrig {
 
-/// Movie players that show nothing and play on a clock, up to the end of the file.
+/// Movie players that play on a clock, up to the end of the file. They show one picture, if the movie has any.
 class SimulatedMovies : public MoviePlayers {
  public:
   struct Movie {
     double duration = 0;
     bool hasVideo = true;
+    /// Draws the movie's one picture in a size in pixels; without it there is none.
+    std::function<MoviePicture(int width, int height)> picture = {};
   };
 
   explicit SimulatedMovies(const HostClock& clock) : clock_(clock) {}
@@ -50,6 +53,7 @@ class SimulatedMovies : public MoviePlayers {
       if (found == owner_.movies.end()) return;
       movie_ = found->second;
       owner_.isLoaded = true;
+      showPicture();
     }
     void clear() override {
       movie_.reset();
@@ -72,16 +76,26 @@ class SimulatedMovies : public MoviePlayers {
     }
     void setMuted(bool muted) override { owner_.muted = muted; }
     void setOutputDevice(const std::optional<std::string>& name) override { owner_.device = name; }
-    void setPictureSize(int, int) override {}
+    void setPictureSize(int width, int height) override {
+      width_ = width;
+      height_ = height;
+      showPicture();
+    }
     std::shared_ptr<MoviePainters> usePainters() override { return nullptr; }
 
    private:
+    void showPicture() {
+      if (movie_ && movie_->picture && width_ > 0 && height_ > 0 && onPicture)
+        onPicture(std::make_shared<MoviePicture>(movie_->picture(width_, height_)));
+    }
     double elapsed() const { return playing_ ? owner_.clock_.seconds(owner_.clock_.now() - since_) : 0; }
 
     SimulatedMovies& owner_;
     std::optional<Movie> movie_;
     double position_ = 0;
     bool playing_ = false;
+    int width_ = 0;
+    int height_ = 0;
     HostTime since_;
   };
 

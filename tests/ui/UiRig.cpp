@@ -31,15 +31,10 @@ void UiRig::open() {
   forms.emplace(store(), wall.services());
   soundServer.emplace(wall.world.audio(), wall.services(), *wall.store);
   appearance.emplace(store(), desktop, QPalette(Qt::white));
-  app.emplace(store(), wall.world.scheduler().mainQueue(), wall.world.log(), QString());
+  app.emplace(store(), wall.world.scheduler().mainQueue(), wall.world.log(), build);
   if (!fitsWindow) wall.world.preferences().setString("Tallyrig.MainWindowManuallySized", "true");
   windowManager.emplace(wall.world.preferences(), wall.world.clock(), wall.world.scheduler().mainQueue(), canFloat);
-  // Without files; what the tools do with them is tested apart.
-  fileTools.emplace(wall.world.scheduler(),
-                    FileAnalyserOperations{[](const auto&) { return FileSummary{}; },
-                                           [](const auto&, const auto&, const auto&) { return FileAnalysisError{}; },
-                                           [](const auto&, const auto&, const auto&) { return TimecodeTrackResult{}; }},
-                    [](const auto&, const auto&) { return std::nullopt; });
+  fileTools.emplace(wall.world.scheduler(), analyserOperations, [](const auto&, const auto&) { return std::nullopt; });
   mediaPlayers.emplace(
       FileMediaPlayerServices{wall.world.audio(), wall.world.scheduler(), mediaFiles, converters, movies,
                               FileAnalysisEngine({mediaFiles, audioFiles, userFiles, wall.world.clock()})});

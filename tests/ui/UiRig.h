@@ -76,6 +76,13 @@ class UiRig {
   bool fitsWindow = false;
   /// Before `open`: whether the desktop lets a window float.
   bool canFloat = true;
+  /// Before `open`: the build that the program says it is.
+  QString build;
+  /// Before `open`: what the File Analyser does. Without files; what the tools do with them is tested apart.
+  FileAnalyserOperations analyserOperations{
+      [](const auto&) { return FileSummary{}; },
+      [](const auto&, const auto&, const auto&) { return FileAnalysisError{}; },
+      [](const auto&, const auto&, const auto&) { return TimecodeTrackResult{}; }};
 
   Wall wall;
   /// A desktop that says nothing.

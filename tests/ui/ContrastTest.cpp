@@ -148,6 +148,11 @@ TEST_F(Contrast, TextsReadOnTheirGroundsLightAndDark) {
       EXPECT_GE(contrast(colour(text), cardColour(colour(ground))), kLegibleContrast)
           << text << " on " << ground << (dark ? ", dark" : ", light");
     EXPECT_GE(contrast(Qt::black, cardColour(colour("warningAmber"))), kLegibleContrast);
+    // White letters on an accent stand in an edge of their own where the accent is light.
+    for (const char* fill : {"accent", "destructive"}) {
+      const CardColour around = blended(cardColour(colour("accentEdge")), cardColour(colour(fill)));
+      EXPECT_GE(contrast(Qt::white, around), kLegibleContrast) << fill << (dark ? ", dark" : ", light");
+    }
   }
 }
 

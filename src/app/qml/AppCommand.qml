@@ -21,6 +21,8 @@ T.MenuItem {
             anchors { left: parent.left; right: hint.left; rightMargin: 12; verticalCenter: parent.verticalCenter }
             text: item.text
             color: item.highlighted ? "white" : Theme.text
+            style: item.highlighted ? Theme.accentStyle : Text.Normal
+            styleColor: Theme.accentEdge
             opacity: item.enabled ? 1 : 0.4
             font.family: Theme.fontFamily
             font.pixelSize: Theme.buttonSize
@@ -32,6 +34,8 @@ T.MenuItem {
             anchors { right: parent.right; verticalCenter: parent.verticalCenter }
             text: item.keys
             color: item.highlighted ? "white" : Theme.secondaryText
+            style: item.highlighted ? Theme.accentStyle : Text.Normal
+            styleColor: Theme.accentEdge
             font.family: Theme.fontFamily
             font.pixelSize: Theme.captionSize
         }

@@ -23,6 +23,8 @@ T.Button {
         text: control.text
         font: control.font
         color: "white"
+        style: Theme.accentStyle
+        styleColor: Theme.accentEdge
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
         elide: Text.ElideRight

@@ -69,6 +69,8 @@ FocusScope {
                             anchors.horizontalCenter: parent.horizontalCenter
                             text: choice.text
                             color: choice.ink
+                            style: choice.isCurrent ? Theme.accentStyle : Text.Normal
+                            styleColor: Theme.accentEdge
                             font.pixelSize: Theme.buttonSize
                             font.weight: choice.isCurrent ? Font.DemiBold : Font.Normal
                         }

@@ -20,6 +20,8 @@ T.AbstractButton {
 
         text: control.text
         color: control.isChosen ? "white" : Theme.text
+        style: control.isChosen ? Theme.accentStyle : Text.Normal
+        styleColor: Theme.accentEdge
         font.pixelSize: Theme.buttonSize
         font.weight: control.isChosen ? Font.DemiBold : Font.Normal
         horizontalAlignment: Text.AlignHCenter

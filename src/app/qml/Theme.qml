@@ -22,6 +22,10 @@ QtObject {
     readonly property color noticeFill: dark ? "#3a2e12" : "#fdf0d0"
     readonly property color noticeText: dark ? "#ffcf66" : "#6b4700"
 
+    // Around white letters on an accent, which is too light for them in the dark appearance.
+    readonly property color accentEdge: dark ? Qt.rgba(0.04, 0.1, 0.16, 0.8) : "transparent"
+    readonly property int accentStyle: dark ? Text.Outline : Text.Normal
+
     // Of the cards, whatever the appearance.
     readonly property color jamOrange: Qt.rgba(1, 0.55, 0, 1)
     readonly property color signalGreen: Qt.rgba(0.2, 0.85, 0.4, 1)

@@ -110,6 +110,8 @@ T.ComboBox {
             font.pixelSize: Theme.buttonSize
             font.weight: control.currentIndex === item.index ? Font.DemiBold : Font.Normal
             color: item.highlighted ? "white" : Theme.text
+            style: item.highlighted ? Theme.accentStyle : Text.Normal
+            styleColor: Theme.accentEdge
             verticalAlignment: Text.AlignVCenter
             elide: Text.ElideRight
         }
@@ -124,8 +126,11 @@ T.ComboBox {
         height: Math.min(contentItem.implicitHeight + 10, 300, control.Window.height - 16)
         padding: 5
         margins: 8
+        onOpened: entries.positionViewAtIndex(control.highlightedIndex, ListView.Center)
 
         contentItem: ListView {
+            id: entries
+
             clip: true
             implicitHeight: contentHeight
             model: control.popup.visible ? control.delegateModel : null

@@ -7,6 +7,7 @@ RowLayout {
     id: row
 
     property alias label: caption.text
+    property int labelWidth: 72
 
     spacing: 10
     Layout.fillWidth: true
@@ -14,7 +15,7 @@ RowLayout {
     Text {
         id: caption
 
-        Layout.preferredWidth: 72
+        Layout.preferredWidth: row.labelWidth
         Layout.minimumHeight: Theme.controlHeight
         Layout.alignment: Qt.AlignTop
         verticalAlignment: Text.AlignVCenter

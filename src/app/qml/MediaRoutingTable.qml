@@ -22,7 +22,7 @@ ListView {
         required property int index
         readonly property string mark: table.workflow.channelMarks[index] ?? ""
 
-        width: ListView.view.width - 12
+        width: ListView.view.width - (table.contentHeight > table.height ? 12 : 0)
         spacing: 8
 
         Text {

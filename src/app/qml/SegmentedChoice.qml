@@ -8,6 +8,7 @@ FocusScope {
 
     required property var choices
     required property string current
+    // 0 gives each what its text needs.
     property int segmentWidth: 100
     property int segmentHeight: Theme.controlHeight
     property string accessibleName
@@ -45,7 +46,7 @@ FocusScope {
 
                 objectName: "segment" + modelData
                 text: modelData
-                width: control.segmentWidth
+                width: control.segmentWidth || Math.max(46, Math.ceil(widest.advanceWidth) + 18)
                 height: control.segmentHeight
                 // One stop for the Tab key, the arrow keys within.
                 focusPolicy: isCurrent ? Qt.StrongFocus : Qt.ClickFocus
@@ -56,9 +57,18 @@ FocusScope {
                 Keys.onRightPressed: move(1)
                 onClicked: control.chosen(modelData)
 
+                // As wide when it is chosen, so that the others keep their places.
+                TextMetrics {
+                    id: widest
+
+                    font { family: Theme.fontFamily; pixelSize: Theme.buttonSize; weight: Font.DemiBold }
+                    text: segment.text
+                }
                 contentItem: Text {
                     text: segment.text
                     color: segment.isCurrent ? "white" : Theme.text
+                    style: segment.isCurrent ? Theme.accentStyle : Text.Normal
+                    styleColor: Theme.accentEdge
                     font.pixelSize: Theme.buttonSize
                     font.weight: segment.isCurrent ? Font.DemiBold : Font.Normal
                     horizontalAlignment: Text.AlignHCenter

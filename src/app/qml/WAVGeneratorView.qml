@@ -9,6 +9,7 @@ FocusScope {
 
     required property FileTools tools
     readonly property WAVGenerator generator: tools.openWAVGenerator()
+    readonly property int labelWidth: 92
 
     Component.onDestruction: generator.destroy()
 
@@ -63,6 +64,7 @@ FocusScope {
         spacing: 10
 
         FormRow {
+            labelWidth: view.labelWidth
             label: "Start Timecode"
 
             TimecodeFields {
@@ -73,6 +75,7 @@ FocusScope {
             Item { Layout.fillWidth: true }
         }
         FormRow {
+            labelWidth: view.labelWidth
             label: "Duration"
 
             TimecodeFields {
@@ -83,12 +86,13 @@ FocusScope {
             Item { Layout.fillWidth: true }
         }
         FormRow {
+            labelWidth: view.labelWidth
             label: "Frame Rate"
 
             SegmentedChoice {
                 objectName: "frameRate"
                 accessibleName: "Frame Rate"
-                segmentWidth: 62
+                segmentWidth: 0
                 choices: view.generator.frameRates
                 current: view.generator.frameRate
                 onChosen: choice => view.generator.frameRate = choice
@@ -96,6 +100,7 @@ FocusScope {
             Item { Layout.fillWidth: true }
         }
         FormRow {
+            labelWidth: view.labelWidth
             label: "Sample Rate"
 
             SegmentedChoice {
@@ -108,6 +113,7 @@ FocusScope {
             Item { Layout.fillWidth: true }
         }
         FormRow {
+            labelWidth: view.labelWidth
             label: "Bit Depth"
 
             SegmentedChoice {
@@ -120,6 +126,7 @@ FocusScope {
             Item { Layout.fillWidth: true }
         }
         FormRow {
+            labelWidth: view.labelWidth
             label: "Output Level"
 
             AppSlider {

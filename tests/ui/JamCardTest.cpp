@@ -109,6 +109,18 @@ TEST_F(JamCard, LampAndButtonBreatheOnlyWhileJammed) {
   EXPECT_EQ(opacityOf("jamButton"), 1);
 }
 
+TEST_F(JamCard, ShowsItsOwnTimecodeAndNotTheInputsRunningOn) {
+  rig.click(rig.find("jamButton"));
+  connected = true;
+  ASSERT_TRUE(runUntil("LOCKED"));
+  connected = false;
+  ASSERT_TRUE(runUntil("FREEWHEELING"));
+  for (int i = 0; i < 60; ++i) {
+    rig.runUnseen(16ms);
+    ASSERT_EQ(rig.card(0).displayedTimecode(rig.renderClock->hostTime()), rig.card(0).currentTimecode());
+  }
+}
+
 TEST_F(JamCard, IsJammedFromTheKeyboard) {
   for (int i = 0; i < 10 && rig.window->activeFocusItem() != rig.find("jamButton"); ++i) rig.press(Qt::Key_Tab);
   ASSERT_EQ(rig.window->activeFocusItem(), rig.find("jamButton"));

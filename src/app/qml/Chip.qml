@@ -5,8 +5,10 @@ import Tallyrig
 Rectangle {
     property alias text: label.text
     property alias textColor: label.color
+    // Left and right of the word.
+    property int padding: 7
 
-    implicitWidth: label.implicitWidth + 14
+    implicitWidth: label.implicitWidth + 2 * padding
     implicitHeight: label.implicitHeight + 6
     radius: 5
 

@@ -42,19 +42,24 @@ Item {
         anchors.fill: parent
         implicitHeight: stack.implicitHeight
 
-        Rectangle {
+        CardSurface {
             id: surface
 
+            objectName: "surface"
             anchors.fill: parent
             anchors.margins: -3
-            radius: 19
             color: CardColours.background(tile.hex)
-            border.width: 6
-            border.color: tile.statusColor
+            lineColor: tile.statusColor
 
-            Behavior on border.color {
+            Behavior on lineColor {
                 ColorAnimation { duration: 300; easing.type: Easing.InOutQuad }
             }
+        }
+        // The same colour between the corners, where the digits run: nothing has to be blended there.
+        Rectangle {
+            anchors { fill: parent; topMargin: 3; bottomMargin: 3; leftMargin: 25; rightMargin: 25 }
+            visible: color.a === 1
+            color: surface.color
         }
         Column {
             id: stack
@@ -62,8 +67,9 @@ Item {
             width: parent.width
 
             Item {
+                // Left clear for the controls, and as much more as they need.
                 readonly property int room: Math.max(tile.mode === "full" ? 84 : 138,
-                                                     controls.width + 8 + 8 - Theme.cardPadding)
+                                                     controls.width + 8 + 3 - Theme.cardPadding)
 
                 width: parent.width
                 height: title.implicitHeight + (tile.mode === "minimal" ? 8 : 16) + (tile.mode === "minimal" ? 0 : 4)
@@ -82,6 +88,12 @@ Item {
                     font.weight: Font.DemiBold
                     elide: Text.ElideRight
                     maximumLineCount: 1
+
+                    HoverHandler { id: titleHover }
+                    HoverToolTip {
+                        hovered: titleHover.hovered && title.truncated
+                        text: tile.reader.label
+                    }
                 }
             }
             Column {
@@ -140,7 +152,7 @@ Item {
                 sourceComponent: TileFooter {
                     reader: tile.reader
                     statusText: tile.statusText
-                    statusColor: surface.border.color
+                    statusColor: surface.lineColor
                     pulse: tile.reader.isJammed && tile.inSight ? tile.jamPulse.phase : 1
                 }
             }

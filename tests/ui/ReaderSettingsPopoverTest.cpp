@@ -182,13 +182,88 @@ TEST_F(ReaderSettingsPopover, CardThatGoesMeanwhileDoesNoHarm) {
 }
 
 TEST_F(ReaderSettingsPopover, FitsAWindowThatIsTooLow) {
-  rig.window->resize(384, 172);
+  rig.window->resize(400, 380);
   openSettings();
   const QQuickItem* panel = rig.find("popoverPanel");
   ASSERT_NE(panel, nullptr);
+  EXPECT_GE(panel->mapToScene({0, 0}).x(), 0);
   EXPECT_GE(panel->mapToScene({0, 0}).y(), 0);
-  EXPECT_LE(panel->mapToScene({0, panel->height()}).y(), 172);
-  EXPECT_LE(panel->mapToScene({panel->width(), 0}).x(), 384);
+  EXPECT_LE(panel->mapToScene({0, panel->height()}).y(), 380);
+  EXPECT_LE(panel->mapToScene({panel->width(), 0}).x(), 400);
+}
+
+TEST_F(ReaderSettingsPopover, FitsASmallScreenInItsLongestForm) {
+  rig.window->resize(800, 700);
+  openSettings();
+  rig.click(rig.find("segmentLTC", rig.find("outputProtocol")));
+  const QQuickItem* scroller = rig.find("settingsScroller");
+  EXPECT_LE(scroller->property("contentHeight").toDouble(), scroller->height()) << "nothing is scrolled";
+  EXPECT_LE(rig.find("popoverPanel")->height(), 700);
+}
+
+/// A window that has no room for the settings of its card.
+class ReaderSettingsApart : public ReaderSettingsPopover {
+ protected:
+  QQuickWindow* openApart() {
+    rig.click(rig.find("settingsButton"));
+    rig.runFor(50ms);
+    EXPECT_FALSE(rig.popoverIsOpen());
+    return rig.windowTitled(QString::fromUtf8("Reader 1 – Settings"));
+  }
+  bool isOpen() { return rig.windowTitled(QString::fromUtf8("Reader 1 – Settings")) != nullptr; }
+};
+
+TEST_F(ReaderSettingsApart, StandWholeAndAreAppliedWhereTheWindowIsTooLow) {
+  rig.window->resize(384, 172);
+  rig.runFor(20ms);
+  QQuickWindow* apart = openApart();
+  ASSERT_NE(apart, nullptr);
+  EXPECT_TRUE(rig.tile(0)->property("showingSettings").toBool());
+  const QQuickItem* scroller = rig.find("settingsScroller", apart->contentItem());
+  EXPECT_LE(scroller->property("contentHeight").toDouble(), scroller->height());
+  rig.click(rig.find("swatch2", apart->contentItem()));
+  EXPECT_EQ(rig.card(0).settings().backgroundColorHex, cardPalette()[0]);
+  rig.click(rig.find("apply", apart->contentItem()));
+  EXPECT_EQ(rig.card(0).settings().backgroundColorHex, cardPalette()[2]);
+  rig.runFor(50ms);
+  EXPECT_FALSE(isOpen());
+  EXPECT_FALSE(rig.tile(0)->property("showingSettings").toBool());
+}
+
+TEST_F(ReaderSettingsApart, EscapeDropsTheEdits) {
+  rig.window->resize(384, 172);
+  rig.runFor(20ms);
+  QQuickWindow* apart = openApart();
+  ASSERT_NE(apart, nullptr);
+  rig.click(rig.find("swatch2", apart->contentItem()));
+  rig.pressIn(apart, Qt::Key_Escape);
+  rig.runFor(50ms);
+  EXPECT_FALSE(isOpen());
+  EXPECT_EQ(rig.card(0).settings().backgroundColorHex, cardPalette()[0]);
+}
+
+TEST_F(ReaderSettingsApart, AreOpenedFromASmallPinnedCard) {
+  for (int mode = 0; mode < 2; ++mode) rig.click(rig.find("modeButton"));
+  rig.click(rig.find("pin"));
+  rig.runFor(1s);
+  ASSERT_LT(rig.window->height(), 200);
+  QQuickWindow* apart = openApart();
+  ASSERT_NE(apart, nullptr);
+  EXPECT_GT(apart->height(), 300);
+  rig.click(rig.find("apply", apart->contentItem()));
+  rig.runFor(50ms);
+  EXPECT_FALSE(isOpen());
+  EXPECT_EQ(rig.card(0).displayModeText(), "minimal");
+}
+
+TEST_F(ReaderSettingsApart, GoWithTheirCard) {
+  rig.window->resize(384, 172);
+  rig.runFor(20ms);
+  ASSERT_NE(openApart(), nullptr);
+  rig.store().removeReader(&rig.card(0));
+  rig.runFor(50ms);
+  EXPECT_EQ(rig.store().count(), 0);
+  EXPECT_FALSE(isOpen());
 }
 
 TEST(ReaderSettingsPopoverWithoutDevices, SaysSoInPlaceOfTheMenu) {

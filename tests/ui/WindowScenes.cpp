@@ -96,7 +96,7 @@ std::vector<Scene> settingsScenes() {
        {card},
        kBesideACard},
       {"settings-low", openSettings, {emitting(card, 4)}, {420, 400}},
-      {"settings-apart", openSettings, {emitting(card, 4)}, {420, 290}, "Playback A – Settings"},
+      {"settings-apart", openSettings, {emitting(card, 4)}, {420, 180}, "Playback A – Settings"},
   };
 }
 

@@ -3,19 +3,28 @@ import QtQuick.Layouts
 import QtQuick.Templates as T
 import Tallyrig
 
-// Edits one card's settings. The card sees nothing of it before Apply; closing drops the edits.
+// Edits one card's settings. The card sees nothing of it before Apply; closing drops the edits. Where the window is too
+// small for it, it opens as a window of its own.
 T.Popup {
     id: popover
 
     required property SettingsForms forms
     property ReaderSettingsForm form: null
     property ReaderTileView tile: null
+    // In a window of its own.
+    property bool isApart: false
+
+    // Of the window; below it hardly a row would be seen.
+    readonly property int leastHeight: 200
 
     // Opens on a card, beside its tile where there is room, so that the card stays in sight.
     function show(reader: ReaderInstance, tile: ReaderTileView) {
-        form = forms.open(reader)
+        finish()
+        isApart = parent.width < width || parent.height < leastHeight
         popover.tile = tile
         tile.showingSettings = true
+        form = forms.open(reader)
+        if (isApart) return
         const gap = Theme.gridSpacing / 2 + 3
         const corner = tile.mapToItem(parent, 0, 0)
         const right = corner.x + tile.width + gap
@@ -25,6 +34,13 @@ T.Popup {
         x = Math.round(fitsRight ? right : fitsLeft ? left : corner.x + tile.width - width)
         y = Math.round(fitsRight || fitsLeft ? corner.y : corner.y + 40)
         open()
+    }
+    function finish() {
+        const closing = form
+        form = null
+        if (closing) closing.destroy()
+        if (tile) tile.showingSettings = false
+        tile = null
     }
 
     objectName: "popover"
@@ -36,13 +52,7 @@ T.Popup {
     focus: true
     closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutside
     onOpened: body.item.begin()
-    onClosed: {
-        const closing = form
-        form = null
-        if (closing) closing.destroy()
-        if (tile) tile.showingSettings = false
-        tile = null
-    }
+    onClosed: finish()
 
     background: Item {
         Repeater {
@@ -72,10 +82,20 @@ T.Popup {
         id: body
 
         focus: true
-        active: popover.form !== null
+        active: popover.form !== null && !popover.isApart
         sourceComponent: ReaderSettingsPanel {
             form: popover.form
             onApplied: popover.close()
+        }
+    }
+
+    readonly property Loader apart: Loader {
+        active: popover.form !== null && popover.isApart
+        sourceComponent: ReaderSettingsWindow {
+            form: popover.form
+            tile: popover.tile
+            width: popover.width
+            onFinished: popover.finish()
         }
     }
 }

@@ -41,15 +41,37 @@ class Reach : public testing::Test {
   }
 
   /// Every item that Tab leads to, from the one that has the keyboard and back to it.
-  std::vector<QQuickItem*> stops() {
+  std::vector<QQuickItem*> stops() { return stops(rig.window); }
+  std::vector<QQuickItem*> stops(QQuickWindow* window) {
     std::vector<QQuickItem*> visited;
-    rig.press(Qt::Key_Tab);
-    for (QQuickItem* item = rig.window->activeFocusItem(); visited.size() < 60; item = rig.window->activeFocusItem()) {
+    rig.pressIn(window, Qt::Key_Tab);
+    for (QQuickItem* item = window->activeFocusItem(); visited.size() < 60; item = window->activeFocusItem()) {
       if (std::find(visited.begin(), visited.end(), item) != visited.end()) break;
       visited.push_back(item);
-      rig.press(Qt::Key_Tab);
+      rig.pressIn(window, Qt::Key_Tab);
     }
     return visited;
+  }
+
+  /// That each stop looks other while it has the keyboard than while the next one has it.
+  void expectVisibleFocus(QQuickWindow* window) {
+    const auto look = [&](const QQuickItem* item) {
+      const QRectF place = item->mapRectToScene(item->boundingRect().adjusted(-3, -3, 3, 3));
+      return window->grabWindow().copy(place.toAlignedRect());
+    };
+    rig.pressIn(window, Qt::Key_Tab);
+    const QQuickItem* first = window->activeFocusItem();
+    const QQuickItem* item = first;
+    do {
+      const QPointF place = item->mapToScene({0, 0});
+      const QImage with = look(item);
+      rig.pressIn(window, Qt::Key_Tab);
+      // What a scroll has moved is looked at no more.
+      if (item->mapToScene({0, 0}) == place) {
+        EXPECT_NE(with, look(item)) << item->objectName().toStdString();
+      }
+      item = window->activeFocusItem();
+    } while (item != first);
   }
 
   void expectNamesAndRoles(const std::vector<QQuickItem*>& items) {
@@ -92,6 +114,46 @@ TEST_F(Reach, EveryStopInTheSettingsHasANameAndARole) {
       expectNamesAndRoles(visited);
     }
   }
+}
+
+TEST_F(Reach, TheStopThatHasTheKeyboardIsSeen) {
+  rig.card(0).set(&ReaderSnapshot::outputProtocol, OutputProtocol::ltc);
+  expectVisibleFocus(rig.window);
+  rig.window->resize(800, 760);
+  rig.click(rig.find("settingsButton"));
+  expectVisibleFocus(rig.window);
+  rig.click(rig.find("segmentGenerator"));
+  rig.click(rig.find("segmentMTC", rig.find("outputProtocol")));
+  expectVisibleFocus(rig.window);
+}
+
+TEST_F(Reach, EveryStopInTheToolWindowsHasANameAndARoleAndIsSeen) {
+  for (const auto& [id, title, least] :
+       {std::tuple("wav-generator", "Generate WAV", 10U), std::tuple("file-analyser", "Analyse File", 1U),
+        std::tuple("media-player", "Media Player", 5U)}) {
+    SCOPED_TRACE(id);
+    rig.windowManager->openWindow(id);
+    rig.runFor(50ms);
+    QQuickWindow* window = rig.windowTitled(title);
+    ASSERT_NE(window, nullptr);
+    const auto visited = stops(window);
+    EXPECT_GE(visited.size(), least);
+    expectNamesAndRoles(visited);
+    if (visited.size() > 1) expectVisibleFocus(window);
+    rig.windowManager->dismissWindow(id);
+    rig.runFor(50ms);
+  }
+}
+
+TEST_F(Reach, EveryStopInTheGlobalSettingsHasANameAndARoleAndIsSeen) {
+  rig.app->setProperty("settingsIsOpen", true);
+  rig.runFor(50ms);
+  QQuickWindow* window = rig.windowTitled("Settings");
+  ASSERT_NE(window, nullptr);
+  const auto visited = stops(window);
+  EXPECT_EQ(visited.size(), 3U);
+  expectNamesAndRoles(visited);
+  expectVisibleFocus(window);
 }
 
 TEST_F(Reach, SettingsSayWhatTheyAre) {

@@ -17,6 +17,37 @@ QPoint centreOfScreen() {
   return QGuiApplication::primaryScreen()->availableGeometry().center();
 }
 
+/// The visible items below that show or are named so, in the order of their drawing.
+std::vector<QQuickItem*> itemsWith(QQuickItem* below, const char* property, const QVariant& value) {
+  std::vector<QQuickItem*> found;
+  if (!below->isVisible()) return found;
+  if (below->property(property) == value) found.push_back(below);
+  for (QQuickItem* child : below->childItems())
+    for (QQuickItem* item : itemsWith(child, property, value)) found.push_back(item);
+  return found;
+}
+
+QFont fontOf(const QQuickItem* item) {
+  return item->property("font").value<QFont>();
+}
+
+QColor colourOf(const QObject* object) {
+  return object->property("color").value<QColor>();
+}
+
+/// A panel's rounded surface with its hairline.
+void expectPanel(const QQuickItem* panel) {
+  EXPECT_EQ(panel->property("radius"), 12);
+  const auto* border = panel->property("border").value<QObject*>();
+  ASSERT_NE(border, nullptr);
+  EXPECT_EQ(border->property("width"), 1);
+  EXPECT_EQ(colourOf(border), QColor::fromRgbF(0, 0, 0, 0.25F));
+  const QQuickItem* content = panel->childItems().constFirst();
+  EXPECT_EQ(content->position(), QPointF(16, 16));
+  EXPECT_EQ(content->width(), panel->width() - 32);
+  EXPECT_EQ(panel->height(), content->height() + 32);
+}
+
 QQuickItem* in(const UiRig& rig, QQuickWindow* window, const QString& name) {
   return rig.find(name, window->contentItem());
 }
@@ -127,6 +158,90 @@ TEST(GlobalSettings, ClearAllReadersAsksFirst) {
   rig.click(in(rig, rig.windowTitled("Clear all readers?"), "confirm"));
   EXPECT_EQ(rig.store().count(), 0);
   EXPECT_NE(rig.find("emptyWall"), nullptr);
+}
+
+TEST(GlobalSettings, GroupsAreLabelledPanelsOneBelowTheOther) {
+  UiRig rig;
+  rig.open();
+  rig.store().setAppearanceOverride(AppearanceMode::light);
+  rig.click(rig.find("globalSettings"));
+  QQuickItem* content = rig.windowTitled("Settings")->contentItem();
+  const auto titles = itemsWith(content, "text", "Settings");
+  ASSERT_EQ(titles.size(), 1U);
+  EXPECT_EQ(fontOf(titles[0]).pixelSize(), 17);
+  EXPECT_EQ(titles[0]->mapToScene({0, 0}), QPointF(24, 24));
+  qreal last = titles[0]->mapToScene({0, 0}).y();
+  for (const char* name : {"Appearance", "Tile Size", "Readers"}) {
+    SCOPED_TRACE(name);
+    const auto labels = itemsWith(content, "text", name);
+    ASSERT_EQ(labels.size(), 1U);
+    EXPECT_EQ(fontOf(labels[0]).letterSpacing(), 0.5);
+    EXPECT_EQ(fontOf(labels[0]).pixelSize(), 11);
+    EXPECT_EQ(fontOf(labels[0]).weight(), QFont::DemiBold);
+    EXPECT_EQ(labels[0]->mapToScene({0, 0}).x(), 24);
+    EXPECT_GT(labels[0]->mapToScene({0, 0}).y(), last);
+    const QQuickItem* panel = labels[0]->parentItem()->childItems().at(1);
+    EXPECT_EQ(panel->width(), 360 - 2 * 24);
+    expectPanel(panel);
+    last = panel->mapToScene({0, panel->height()}).y();
+  }
+  EXPECT_LE(last, 400);
+}
+
+TEST(GlobalSettings, AppearanceIsOneOfThreeEqualChoices) {
+  UiRig rig;
+  rig.open();
+  rig.store().setAppearanceOverride(AppearanceMode::light);
+  rig.click(rig.find("globalSettings"));
+  QQuickWindow* settings = rig.windowTitled("Settings");
+  const std::vector<std::pair<QString, QString>> choices{{"System", "circle-half"}, {"Light", "sun"}, {"Dark", "moon"}};
+  qreal place = 0;
+  for (const auto& [text, symbol] : choices) {
+    SCOPED_TRACE(text.toStdString());
+    QQuickItem* choice = in(rig, settings, "appearance" + text);
+    ASSERT_NE(choice, nullptr);
+    EXPECT_EQ(choice->width(), in(rig, settings, "appearanceSystem")->width());
+    EXPECT_GT(choice->mapToScene({0, 0}).x(), place);
+    place = choice->mapToScene({0, 0}).x();
+    EXPECT_EQ(itemsWith(choice, "name", symbol).size(), 1U);
+    const bool isChosen = text == "Light";
+    const auto* background = choice->property("background").value<QQuickItem*>();
+    EXPECT_EQ(background->property("radius"), 12);
+    EXPECT_EQ(colourOf(background),
+              isChosen ? QColor::fromRgbF(0.2F, 0.4F, 0.59F) : QColor::fromRgbF(0.865F, 0.91F, 0.94F));
+    const auto labels = itemsWith(choice->property("contentItem").value<QQuickItem*>(), "text", text);
+    ASSERT_EQ(labels.size(), 1U);
+    EXPECT_EQ(colourOf(labels[0]), isChosen ? QColor("white") : QColor("#555c67"));
+  }
+}
+
+TEST(About, ItsPartsStandInTheirOrder) {
+  UiRig rig;
+  rig.open();
+  rig.store().setAppearanceOverride(AppearanceMode::light);
+  rig.click(rig.find("about"));
+  QQuickItem* content = rig.windowTitled("About Tallyrig")->contentItem();
+  const auto icons = itemsWith(content, "name", "clock-check");
+  ASSERT_EQ(icons.size(), 1U);
+  EXPECT_EQ(icons[0]->property("size"), 24);
+  const QQuickItem* tile = icons[0]->parentItem();
+  EXPECT_EQ(tile->size(), QSizeF(48, 48));
+  EXPECT_EQ(tile->property("radius"), 12);
+  const auto names = itemsWith(content, "text", "Tallyrig");
+  ASSERT_EQ(names.size(), 1U);
+  EXPECT_EQ(fontOf(names[0]).pixelSize(), 19);
+  qreal last = tile->mapToScene({0, 48}).y();
+  for (const char* text :
+       {"Tallyrig", "Professional timecode tools for Linux", "Version", "Build", "Protocols", "LTC Engine"}) {
+    SCOPED_TRACE(text);
+    const auto found = itemsWith(content, "text", text);
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_GE(found[0]->mapToScene({0, 0}).y(), last);
+    last = found[0]->mapToScene({0, found[0]->height()}).y();
+  }
+  const QQuickItem* panel = itemsWith(content, "text", "Version")[0]->parentItem()->parentItem()->parentItem();
+  EXPECT_EQ(panel->width(), 390 - 2 * 24);
+  expectPanel(panel);
 }
 
 TEST(About, ButtonTogglesItAndSaysSo) {

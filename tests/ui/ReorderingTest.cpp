@@ -104,6 +104,7 @@ TEST_F(Reordering, EscapePutsTheCardBack) {
 TEST_F(Reordering, PinnedCardsStay) {
   rig.click(rig.find("pin"));
   rig.runFor(20ms);
+  EXPECT_TRUE(rig.find("scroller")->property("interactive").toBool()) << "several cards still scroll";
   const QPoint target = middle("B");
   hold("A");
   moveTo(target);

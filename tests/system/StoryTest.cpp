@@ -133,7 +133,7 @@ TEST_F(Story, AWallIsBuiltQuitFoundAgainAndCleared) {
   ASSERT_TRUE(pressApply());
   ASSERT_TRUE(shows("story-conflict", warns));
   EXPECT_EQ(cards().at(1)["label"], "Reader 2") << "nothing of what is refused reaches the card";
-  ASSERT_TRUE(keys({"shift+Tab", "shift+Tab", "4"}));
+  ASSERT_TRUE(keys({"shift+Tab", "shift+Tab", "Down", "Down"}));
   ASSERT_TRUE(pressApply());
   ASSERT_TRUE(showsSettings(false));
   ASSERT_TRUE(saves("story-settled", [](const Json& list) { return list.at(1)["label"] == "Backup"; }));

@@ -38,8 +38,8 @@ class WorkerPool {
   void stop();
   bool isStopping() const noexcept { return stopping_; }
 
-  /// Surrounds a wait of a task for another queue, or for a file. While tasks wait, further threads take their place, so that waiting
-  /// tasks can never occupy the whole pool. Without effect on a thread outside the pool.
+  /// Surrounds a wait of a task for another queue, or for a file. While tasks wait, further threads take their place,
+  /// so that waiting tasks can never occupy the whole pool. Without effect on a thread outside the pool.
   class WaitingTask {
    public:
     WaitingTask();

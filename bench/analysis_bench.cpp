@@ -20,6 +20,7 @@
 #include "platform/ffmpeg/FFmpegAudioFiles.h"
 #include "platform/ffmpeg/FFmpegMediaFiles.h"
 #include "platform/sndfile/SndfileAudioFiles.h"
+#include "support/BytesRead.h"
 #include "support/CountedFiles.h"
 
 namespace {
@@ -39,15 +40,6 @@ double processorSeconds(int who) {
   rusage usage{};
   getrusage(who, &usage);
   return secondsOf(usage.ru_utime) + secondsOf(usage.ru_stime);
-}
-
-/// Bytes that this process has read through system calls so far.
-std::uint64_t bytesRead() {
-  std::ifstream file("/proc/self/io");
-  std::string key;
-  std::uint64_t count = 0;
-  file >> key >> count;
-  return count;
 }
 
 struct Cost {

@@ -20,6 +20,7 @@
 #include "ProcessUsage.h"
 #include "filetools/TimecodeTrackWriter.h"
 #include "platform/desktop/LocalUserFiles.h"
+#include "support/BytesRead.h"
 #include "support/TestMovie.h"
 
 namespace tallyrig {
@@ -79,15 +80,6 @@ double secondsOf(const std::function<void()>& work) {
   const double start = clockSeconds(CLOCK_MONOTONIC);
   work();
   return clockSeconds(CLOCK_MONOTONIC) - start;
-}
-
-/// Bytes that this process has asked the system to read.
-std::uint64_t bytesRead() {
-  std::ifstream file("/proc/self/io");
-  std::string word;
-  std::uint64_t count = 0;
-  file >> word >> count;
-  return count;
 }
 
 std::string fileSystemOf(const fs::path& folder) {

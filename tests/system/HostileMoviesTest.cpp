@@ -9,6 +9,7 @@
 #include "filetools/MovieHeader.h"
 #include "filetools/TimecodeTrackWriter.h"
 #include "platform/desktop/LocalUserFiles.h"
+#include "support/BytesRead.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestMovie.h"
 
@@ -43,15 +44,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::int64_t kMegabyte = 1 << 20;
-
-/// Bytes that this process has read so far.
-std::uint64_t bytesRead() {
-  std::ifstream file("/proc/self/io");
-  std::string word;
-  std::uint64_t count = 0;
-  file >> word >> count;
-  return count;
-}
 
 /// In memory where there is such a place: what matters is not the disk.
 fs::path parentFolder() {

@@ -13,6 +13,7 @@
 #include "filetools/DedicatedTimecodeTrack.h"
 #include "filetools/TimecodeTrackWriter.h"
 #include "platform/desktop/LocalUserFiles.h"
+#include "support/BytesRead.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestMovie.h"
 
@@ -37,15 +38,6 @@ std::string write(const fs::path& url) {
 bool hasTimecode(const fs::path& url) {
   const auto track = readDedicatedTimecodeTrack(LocalUserFiles(), url);
   return track && track->timecode == Timecode{1, 0, 0, 0, MTCFrameRate::fps25};
-}
-
-/// Bytes that this process has read so far.
-std::uint64_t bytesRead() {
-  std::ifstream file("/proc/self/io");
-  std::string word;
-  std::uint64_t count = 0;
-  file >> word >> count;
-  return count;
 }
 
 class TimecodeTrackOnDisk : public testing::Test {

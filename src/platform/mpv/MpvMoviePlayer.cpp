@@ -22,9 +22,9 @@ std::string textMember(const mpv_node& map, std::string_view key) {
   return node != nullptr && node->format == MPV_FORMAT_STRING ? node->u.string : "";
 }
 
-void setFlag(mpv_handle* handle, const char* name, bool value) {
+void setFlag(mpv_handle* handle, std::uint64_t request, const char* name, bool value) {
   int flag = value ? 1 : 0;
-  mpv_set_property_async(handle, 0, name, MPV_FORMAT_FLAG, &flag);
+  mpv_set_property_async(handle, request, name, MPV_FORMAT_FLAG, &flag);
 }
 
 }  // namespace
@@ -76,8 +76,8 @@ bool MpvMoviePlayer::open(const std::string& audioDrivers) {
   mpv_observe_property(handle_.get(), 0, "duration", MPV_FORMAT_DOUBLE);
   mpv_observe_property(handle_.get(), 0, "current-tracks/video/id", MPV_FORMAT_INT64);
   mpv_observe_property(handle_.get(), 0, "current-tracks/video/demux-rotation", MPV_FORMAT_INT64);
-  mpv_observe_property(handle_.get(), 0, "pause", MPV_FORMAT_FLAG);
   mpv_observe_property(handle_.get(), 0, "audio-device-list", MPV_FORMAT_NODE);
+  observePause();
   wake_ = std::make_shared<Wake>(mainQueue_, lifetime_.guard([this] { readEvents(); }));
   mpv_set_wakeup_callback(
       handle_.get(),
@@ -102,9 +102,9 @@ MpvMoviePlayer::~MpvMoviePlayer() {
 MoviePlayer::State MpvMoviePlayer::state() const {
   if (!isLoaded_) {
     const bool isLoading = loadRequest_ != 0 || waitingFile_;
-    return {.position = seekOnLoad_.value_or(0), .isPlaying = isLoading && !reportedPause_, .isSeeking = isLoading};
+    return {.position = seekOnLoad_.value_or(0), .isPlaying = isLoading && !isPaused(), .isSeeking = isLoading};
   }
-  return {seekTarget_.value_or(reportedPosition_), reportedDuration_, reportedVideo_, !reportedPause_,
+  return {seekTarget_.value_or(reportedPosition_), reportedDuration_, reportedVideo_, !isPaused(),
           seekTarget_.has_value()};
 }
 
@@ -174,7 +174,16 @@ void MpvMoviePlayer::painterReady() {
 }
 
 void MpvMoviePlayer::setPaused(bool paused) {
-  setFlag(handle_.get(), "pause", paused);
+  wantedPause_ = paused;
+  pauseRequest_ = ++lastRequest_;
+  setFlag(handle_.get(), pauseRequest_, "pause", paused);
+}
+
+void MpvMoviePlayer::observePause() {
+  // A new observation begins with the value as it is, even if that is the one told last.
+  if (pauseObservation_ != 0) mpv_unobserve_property(handle_.get(), pauseObservation_);
+  pauseObservation_ = ++lastRequest_;
+  mpv_observe_property(handle_.get(), pauseObservation_, "pause", MPV_FORMAT_FLAG);
 }
 
 void MpvMoviePlayer::seek(double seconds) {
@@ -195,7 +204,7 @@ void MpvMoviePlayer::sendSeek(double seconds) {
 }
 
 void MpvMoviePlayer::setMuted(bool muted) {
-  setFlag(handle_.get(), "mute", muted);
+  setFlag(handle_.get(), 0, "mute", muted);
 }
 
 void MpvMoviePlayer::setOutputDevice(const std::optional<std::string>& name) {
@@ -227,7 +236,11 @@ void MpvMoviePlayer::handle(const mpv_event& event) {
   switch (event.event_id) {
     case MPV_EVENT_COMMAND_REPLY:
       return handleReply(event);
+    case MPV_EVENT_SET_PROPERTY_REPLY:
+      if (event.reply_userdata == pauseRequest_) observePause();
+      return;
     case MPV_EVENT_PROPERTY_CHANGE:
+      if (event.reply_userdata == pauseObservation_ && pauseObservation_ > pauseRequest_) wantedPause_.reset();
       return handleProperty(*static_cast<const mpv_event_property*>(event.data));
     case MPV_EVENT_START_FILE:
       startedEntry_ = static_cast<const mpv_event_start_file*>(event.data)->playlist_entry_id;

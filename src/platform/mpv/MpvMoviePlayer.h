@@ -57,6 +57,8 @@ class MpvMoviePlayer final : public MoviePlayer {
   void sendLoad(const std::string& path);
   void painterReady();
   void setPaused(bool paused);
+  void observePause();
+  bool isPaused() const { return wantedPause_.value_or(reportedPause_); }
   void sendSeek(double seconds);
   void chooseDevice();
   void readEvents();
@@ -88,6 +90,10 @@ class MpvMoviePlayer final : public MoviePlayer {
   std::optional<std::int64_t> wantedEntry_;
   std::int64_t startedEntry_ = 0;
   bool isLoaded_ = false;
+  /// What was asked for holds until libmpv has told how it stands after that: at the end of the file it stays paused.
+  std::uint64_t pauseRequest_ = 0;
+  std::uint64_t pauseObservation_ = 0;
+  std::optional<bool> wantedPause_;
   /// Where to go once the file is loaded, in seconds.
   std::optional<double> seekOnLoad_;
   /// A seek's target holds as position from the request until its picture is there.

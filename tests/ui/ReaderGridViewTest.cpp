@@ -135,6 +135,30 @@ TEST(ReaderGridView, KeyboardBringsACardIntoSight) {
   EXPECT_NE(rig.find("digits", rig.tile(0)), nullptr);
 }
 
+TEST(ReaderGridView, PressedButtonsStayUnderTheMouse) {
+  UiRig rig;
+  rig.open();
+  rig.window->resize(384, 400);
+  for (int i = 0; i < 5; ++i) rig.store().addReader();
+  rig.runFor(20ms);
+  QQuickItem* scroller = rig.find("scroller");
+  for (const std::size_t card : {std::size_t{1}, std::size_t{2}}) {
+    // The first of two cards in sight is cut off above, the second below.
+    const qreal above = rig.tile(card)->mapToItem(scroller, {}).y();
+    const qreal place = scroller->property("contentY").toDouble() + above + 3;
+    scroller->setProperty("contentY", place);
+    rig.runFor(20ms);
+    for (const std::size_t pressed : {card, card + 1}) {
+      QQuickItem* button = rig.find("modeButton", rig.tile(pressed));
+      const QString before = rig.card(pressed).displayModeText();
+      rig.click(button);
+      ASSERT_EQ(rig.window->activeFocusItem(), button);
+      EXPECT_NE(rig.card(pressed).displayModeText(), before);
+      EXPECT_EQ(scroller->property("contentY").toDouble(), place);
+    }
+  }
+}
+
 TEST(ReaderGridView, KeyboardReachesAddAndTheTilesButtons) {
   UiRig rig;
   rig.open();

@@ -82,8 +82,10 @@ FocusScope {
     Connections {
         target: view.Window.window
 
+        // What the mouse presses is in sight already, and must not move away from under it.
         function onActiveFocusItemChanged() {
-            view.reveal(view.Window.activeFocusItem)
+            const item = view.Window.activeFocusItem
+            if (item?.focusReason !== Qt.MouseFocusReason) view.reveal(item)
         }
     }
     Column {

@@ -30,8 +30,10 @@ FocusScope {
     Connections {
         target: panel.Window.window
 
+        // What the mouse presses is in sight already, and must not move away from under it.
         function onActiveFocusItemChanged() {
-            scroller.reveal(panel.Window.activeFocusItem)
+            const item = panel.Window.activeFocusItem
+            if (item?.focusReason !== Qt.MouseFocusReason) scroller.reveal(item)
         }
     }
     Flickable {

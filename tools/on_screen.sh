@@ -29,9 +29,9 @@ wait_until() {
 # logged <text> <count>: whether so many lines of the program's log contain the text.
 logged() { [[ $(grep -c -- "$1" "$folder/log") -ge $2 ]]; }
 
-# start_screen <width>x<height>
+# start_screen <width>x<height>; without the repetition of keys that a busy machine seems to hold down.
 start_screen() {
-  Xvfb -displayfd 3 -screen 0 "$1x24" -nolisten tcp -noreset 3>"$folder/display" 2>"$folder/xvfb.log" &
+  Xvfb -r -displayfd 3 -screen 0 "$1x24" -nolisten tcp -noreset 3>"$folder/display" 2>"$folder/xvfb.log" &
   children+=($!)
   wait_until 20 "the virtual screen" test -s "$folder/display"
   DISPLAY=":$(<"$folder/display")"

@@ -17,25 +17,22 @@ T.MenuItem {
     Accessible.description: keys
 
     contentItem: Item {
-        Text {
+        AccentText {
             anchors { left: parent.left; right: hint.left; rightMargin: 12; verticalCenter: parent.verticalCenter }
+            onAccent: item.highlighted
             text: item.text
-            color: item.highlighted ? "white" : Theme.text
-            style: item.highlighted ? Theme.accentStyle : Text.Normal
-            styleColor: Theme.accentEdge
             opacity: item.enabled ? 1 : 0.4
             font.family: Theme.fontFamily
             font.pixelSize: Theme.buttonSize
             elide: Text.ElideRight
         }
-        Text {
+        AccentText {
             id: hint
 
             anchors { right: parent.right; verticalCenter: parent.verticalCenter }
+            onAccent: item.highlighted
+            plainColor: Theme.secondaryText
             text: item.keys
-            color: item.highlighted ? "white" : Theme.secondaryText
-            style: item.highlighted ? Theme.accentStyle : Text.Normal
-            styleColor: Theme.accentEdge
             font.family: Theme.fontFamily
             font.pixelSize: Theme.captionSize
         }

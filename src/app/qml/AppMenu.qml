@@ -103,15 +103,13 @@ T.ComboBox {
         highlighted: control.highlightedIndex === index
         Accessible.name: text
 
-        contentItem: Text {
+        contentItem: AccentText {
+            onAccent: item.highlighted
             text: item.text
             textFormat: Text.PlainText
             font.family: Theme.fontFamily
             font.pixelSize: Theme.buttonSize
             font.weight: control.currentIndex === item.index ? Font.DemiBold : Font.Normal
-            color: item.highlighted ? "white" : Theme.text
-            style: item.highlighted ? Theme.accentStyle : Text.Normal
-            styleColor: Theme.accentEdge
             verticalAlignment: Text.AlignVCenter
             elide: Text.ElideRight
         }

@@ -19,12 +19,10 @@ T.Button {
     font.weight: Font.DemiBold
     Accessible.name: text
 
-    contentItem: Text {
+    contentItem: AccentText {
+        onAccent: true
         text: control.text
         font: control.font
-        color: "white"
-        style: Theme.accentStyle
-        styleColor: Theme.accentEdge
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
         elide: Text.ElideRight

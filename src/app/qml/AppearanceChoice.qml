@@ -65,12 +65,11 @@ FocusScope {
                             size: 16
                             color: choice.ink
                         }
-                        Text {
+                        AccentText {
                             anchors.horizontalCenter: parent.horizontalCenter
+                            onAccent: choice.isCurrent
+                            plainColor: Theme.secondaryText
                             text: choice.text
-                            color: choice.ink
-                            style: choice.isCurrent ? Theme.accentStyle : Text.Normal
-                            styleColor: Theme.accentEdge
                             font.pixelSize: Theme.buttonSize
                             font.weight: choice.isCurrent ? Font.DemiBold : Font.Normal
                         }

@@ -15,13 +15,11 @@ T.AbstractButton {
     Accessible.name: text
     Accessible.checked: isChosen
 
-    contentItem: Text {
+    contentItem: AccentText {
         id: label
 
+        onAccent: control.isChosen
         text: control.text
-        color: control.isChosen ? "white" : Theme.text
-        style: control.isChosen ? Theme.accentStyle : Text.Normal
-        styleColor: Theme.accentEdge
         font.pixelSize: Theme.buttonSize
         font.weight: control.isChosen ? Font.DemiBold : Font.Normal
         horizontalAlignment: Text.AlignHCenter

@@ -64,11 +64,9 @@ FocusScope {
                     font { family: Theme.fontFamily; pixelSize: Theme.buttonSize; weight: Font.DemiBold }
                     text: segment.text
                 }
-                contentItem: Text {
+                contentItem: AccentText {
+                    onAccent: segment.isCurrent
                     text: segment.text
-                    color: segment.isCurrent ? "white" : Theme.text
-                    style: segment.isCurrent ? Theme.accentStyle : Text.Normal
-                    styleColor: Theme.accentEdge
                     font.pixelSize: Theme.buttonSize
                     font.weight: segment.isCurrent ? Font.DemiBold : Font.Normal
                     horizontalAlignment: Text.AlignHCenter

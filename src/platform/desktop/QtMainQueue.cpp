@@ -1,5 +1,7 @@
 #include "platform/desktop/QtMainQueue.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QTimer>
 #include <algorithm>
 #include <atomic>
@@ -94,8 +96,24 @@ QtMainQueue::QtMainQueue() = default;
 QtMainQueue::~QtMainQueue() = default;
 
 void QtMainQueue::post(Task task) {
-  QMetaObject::invokeMethod(
-      &context_, [this, task = std::move(task)] { runTask(label_, task); }, Qt::QueuedConnection);
+  auto event = std::make_unique<QEvent>(QEvent::User);
+  {
+    const std::scoped_lock lock(mutex_);
+    tasks_.push_back(std::move(task));
+  }
+  QCoreApplication::postEvent(&context_, event.release());
+}
+
+void QtMainQueue::runNext() {
+  std::unique_lock lock(mutex_);
+  const Task task = std::move(tasks_.front());
+  tasks_.pop_front();
+  lock.unlock();
+  runTask(label_, task);
+}
+
+void QtMainQueue::Context::customEvent(QEvent*) {
+  queue_.runNext();
 }
 
 void QtMainQueue::postAfter(nanoseconds delay, Task task) {

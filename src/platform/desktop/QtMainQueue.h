@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QObject>
+#include <deque>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -28,9 +30,26 @@ class QtMainQueue final : public SerialQueue {
   [[nodiscard]] std::unique_ptr<RepeatingTimer> repeat(TimerSchedule schedule, Task task) override;
 
  private:
+  /// Gets one event for each task, and owns the timers.
+  class Context final : public QObject {
+   public:
+    explicit Context(QtMainQueue& queue) : queue_(queue) {}
+
+   protected:
+    void customEvent(QEvent* event) override;
+
+   private:
+    QtMainQueue& queue_;
+  };
+
+  void runNext();
+
   const std::string label_ = "Tallyrig.Main";
   const std::thread::id thread_ = std::this_thread::get_id();
-  QObject context_;
+  std::mutex mutex_;
+  /// Under `mutex_`. Kept here and not in the events, so that a checker that does not know Qt's locks can follow them.
+  std::deque<Task> tasks_;
+  Context context_{*this};
 };
 
 }  // namespace tallyrig

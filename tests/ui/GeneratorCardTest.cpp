@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QAnimationDriver>
 #include <chrono>
 #include <string>
 
@@ -47,8 +48,45 @@ class GeneratorCard : public testing::Test {
   SimulatedDevice* desk;
 };
 
+/// Qt's animations, in the steps that a test makes.
+class SteppedAnimations final : public QAnimationDriver {
+ public:
+  SteppedAnimations() { install(); }
+  ~SteppedAnimations() override { uninstall(); }
+  SteppedAnimations(const SteppedAnimations&) = delete;
+  SteppedAnimations& operator=(const SteppedAnimations&) = delete;
+
+  qint64 elapsed() const override { return elapsed_; }
+  void step(std::chrono::milliseconds duration) {
+    elapsed_ += duration.count();
+    advanceAnimation();
+  }
+
+ private:
+  qint64 elapsed_ = 0;
+};
+
 const QColor kGreen = QColor::fromRgbF(0.2F, 0.85F, 0.4F);
 const QColor kRed = QColor::fromRgbF(0.8F, 0.2F, 0.2F);
+
+TEST_F(GeneratorCard, BorderTakesItsNewColourInThreeTenthsOfASecond) {
+  make("10:00:00:00");
+  SteppedAnimations animations;
+  const auto line = [&] { return rig.find("surface")->property("lineColor").value<QColor>(); };
+  ASSERT_EQ(line(), kRed);
+  rig.click(rig.find("startButton"));
+  ASSERT_EQ(border(), kGreen);
+  EXPECT_EQ(line(), kRed);
+  animations.step(150ms);
+  for (const auto channel : {&QColor::redF, &QColor::greenF, &QColor::blueF}) {
+    const QColor now = line();
+    EXPECT_NEAR((now.*channel)(), ((kRed.*channel)() + (kGreen.*channel)()) / 2, 1 / 255.0);
+  }
+  animations.step(149ms);
+  EXPECT_NE(line(), kGreen);
+  animations.step(1ms);
+  EXPECT_EQ(line(), kGreen);
+}
 
 TEST_F(GeneratorCard, IsMadeSetAndStartedByMouse) {
   make("10:20:30:12");

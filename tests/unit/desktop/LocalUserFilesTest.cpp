@@ -7,7 +7,11 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <future>
 
+#include "Await.h"
+#include "platform/desktop/AsioScheduler.h"
 #include "support/FileFaults.h"
 #include "support/TemporaryFolder.h"
 
@@ -83,6 +87,45 @@ TEST_F(LocalUserFilesTest, GoOnReadingAFileThatVanishedAndNoticeOneThatShrank) {
   std::array<std::uint8_t, 4> into{};
   EXPECT_FALSE(open->read(0, into));
   EXPECT_EQ(open->read(1, into), std::errc::no_message_available);
+}
+
+TEST_F(LocalUserFilesTest, LeaveTheThreadsToOthersWhileADiskDoesNotAnswer) {
+  ASSERT_TRUE(writeWhole(file_, "12345"));
+  std::unique_ptr<ByteSource> source;
+  ASSERT_FALSE(files_.openForReading(file_, source));
+  for (const std::string_view stuck : {"open", "pread"}) {
+    constexpr int kStuckTasks = 3;
+    test::EventCount hanging;
+    test::EventCount answered;
+    test::EventCount others;
+    std::promise<void> disk;
+    AsioScheduler scheduler;
+    const auto answer = disk.get_future().share();
+    for (int i = 0; i < kStuckTasks; ++i) {
+      scheduler.makeQueue("file tool", QueuePriority::kUserInitiated)->post([&] {
+        FileFaults faults;
+        faults.onAny = [&](std::string_view call, int) {
+          if (call != stuck) return 0;
+          hanging.add();
+          answer.wait();
+          return 0;
+        };
+        std::unique_ptr<ByteSource> open;
+        std::array<std::uint8_t, 3> bytes{};
+        EXPECT_FALSE(files_.openForReading(file_, open));
+        EXPECT_FALSE(source->read(1, bytes));
+        EXPECT_EQ(bytes[2], '4');
+        answered.add();
+      });
+    }
+    EXPECT_TRUE(hanging.reaches(kStuckTasks)) << stuck;
+    const auto card = scheduler.makeQueue("card", QueuePriority::kUserInitiated);
+    const auto timer = card->repeat({.interval = std::chrono::milliseconds(2)}, [&] { others.add(); });
+    EXPECT_TRUE(others.reaches(10)) << "nothing else runs while '" << stuck << "' hangs";
+    EXPECT_EQ(answered.value(), 0);
+    disk.set_value();
+    EXPECT_TRUE(answered.reaches(kStuckTasks));
+  }
 }
 
 TEST_F(LocalUserFilesTest, NeverWaitForAPipe) {

@@ -15,8 +15,8 @@ namespace {
 constexpr PlatformStatus kNoDevice = -static_cast<PlatformStatus>(std::errc::no_such_device);
 // A device may lengthen its cycles while it runs; none lengthens them beyond this.
 constexpr std::int64_t kLongestUsualCycle = 8192;
-// One at 25 a second.
-constexpr double kPictureSeconds = 0.04;
+// Picture and sound this near count as together: an eighth of a picture at 25 a second.
+constexpr double kTogetherSeconds = 0.005;
 // How long sound waits for a picture that does not come.
 constexpr auto kLookAgain = std::chrono::milliseconds(5);
 constexpr int kMostLooks = 400;
@@ -154,14 +154,17 @@ void FileMediaAudioRouter::beginRendering(const std::shared_ptr<StreamingMediaPl
   const double rate = session_->settings().outputRate;
   const double ahead = startPosition_ + static_cast<double>(session_->renderedFrames()) / rate;
   const auto picture = picturePosition ? picturePosition() : std::optional(ahead);
-  const bool mustWait = !picture || ahead - *picture > kPictureSeconds;
+  const bool mustWait = !picture || ahead - *picture > kTogetherSeconds;
   if (mustWait && looks < kMostLooks) {
     scheduler_.mainQueue().postAfter(kLookAgain,
                                      lifetime_.guard([this, session, looks] { beginRendering(session, looks + 1); }));
     return;
   }
-  if (picture && *picture - ahead > kPictureSeconds)
-    session_->skip(static_cast<std::int64_t>((*picture - ahead) * rate));
+  if (picture && *picture - ahead > kTogetherSeconds) {
+    // The next cycle comes half a cycle later than now, on the average.
+    const auto untilHeard = static_cast<std::int64_t>(audio_.timing(deviceInUse_).bufferFrames.value_or(0)) / 2;
+    session_->skip(static_cast<std::int64_t>((*picture - ahead) * rate) + untilHeard);
+  }
   session_->setRendering(true);
 }
 

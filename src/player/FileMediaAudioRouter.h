@@ -34,8 +34,8 @@ class FileMediaAudioRouter {
   std::function<void()> onReady;
   /// A session begins to prime; until it is ready there is silence.
   std::function<void()> onBuffering;
-  /// Where the picture is, in seconds; absent while it is on its way to a place. Sound that is not within a picture of
-  /// it when it begins is brought there: it waits, or passes over a piece. Without this it begins at once.
+  /// Where the picture is, in seconds; absent while it is on its way to a place. Sound that is not there
+  /// when it begins is brought there: it waits, or passes over a piece. Without this it begins at once.
   std::function<std::optional<double>()> picturePosition;
   /// There is no session any more; a text for the user. A new `prepare` or `restart` may mend it.
   std::function<void(const std::string&)> onFailure;

@@ -95,6 +95,26 @@ TEST_F(MoviePlayerTest, SeeksToTheExactPicture) {
   }
 }
 
+TEST_F(MoviePlayerTest, AfterASeekThePositionIsThatOfThePictureShown) {
+  player->load(path("counted.mov"));
+  ASSERT_TRUE(until([&] { return picture != nullptr; }));
+  player->seek(2.01);
+  EXPECT_NEAR(player->state().position, 2.01, 1e-9) << "the target until the picture is there";
+  ASSERT_TRUE(until([&] { return !player->state().isSeeking; }));
+  EXPECT_NEAR(player->state().position, 2.04, 1e-6);
+  EXPECT_TRUE(until([&] { return shownNumber() == 51; })) << shownNumber();
+}
+
+TEST_F(MoviePlayerTest, ThePositionGoesOnBetweenTwoPictures) {
+  player->load(path("counted.mov"));
+  player->play();
+  EXPECT_TRUE(until([&] {
+    const double pictures = player->state().position * 25;
+    return std::abs(pictures - std::round(pictures)) > 0.25;
+  }));
+  EXPECT_TRUE(player->state().isPlaying);
+}
+
 TEST_F(MoviePlayerTest, ASeekBeforeTheFileIsThereCounts) {
   player->load(path("counted.mov"));
   player->seek(2);

@@ -1,6 +1,7 @@
 #include "platform/mpv/MpvMoviePlayer.h"
 
 #include <array>
+#include <chrono>
 #include <string_view>
 #include <utility>
 
@@ -104,8 +105,8 @@ MoviePlayer::State MpvMoviePlayer::state() const {
     const bool isLoading = loadRequest_ != 0 || waitingFile_;
     return {.position = seekOnLoad_.value_or(0), .isPlaying = isLoading && !isPaused(), .isSeeking = isLoading};
   }
-  return {seekTarget_.value_or(reportedPosition_), reportedDuration_, reportedVideo_, !isPaused(),
-          seekTarget_.has_value()};
+  const double position = seekTarget_ ? *seekTarget_ : reportedPosition_.at(std::chrono::steady_clock::now());
+  return {position, reportedDuration_, reportedVideo_, !isPaused(), seekTarget_.has_value()};
 }
 
 void MpvMoviePlayer::load(const std::filesystem::path& file) {
@@ -197,6 +198,7 @@ void MpvMoviePlayer::seek(double seconds) {
 void MpvMoviePlayer::sendSeek(double seconds) {
   seekTarget_ = seconds;
   isSeekTaken_ = false;
+  pictureRequest_ = 0;
   seekRequest_ = ++lastRequest_;
   const std::string target = std::to_string(seconds);
   std::array command{"seek", target.c_str(), "absolute+exact", static_cast<const char*>(nullptr)};
@@ -254,7 +256,14 @@ void MpvMoviePlayer::handle(const mpv_event& event) {
       loadRequest_ = 0;
       return;
     case MPV_EVENT_PLAYBACK_RESTART:
-      if (isSeekTaken_) seekTarget_.reset();
+      // The position told last is the target still, and the picture may stand a little after it.
+      if (isSeekTaken_ && seekTarget_) {
+        pictureRequest_ = ++lastRequest_;
+        mpv_get_property_async(handle_.get(), pictureRequest_, "time-pos", MPV_FORMAT_DOUBLE);
+      }
+      return;
+    case MPV_EVENT_GET_PROPERTY_REPLY:
+      if (event.reply_userdata == pictureRequest_) handlePicturePosition(event);
       return;
     default:
       return;
@@ -272,6 +281,13 @@ void MpvMoviePlayer::handleReply(const mpv_event& event) {
   }
 }
 
+void MpvMoviePlayer::handlePicturePosition(const mpv_event& event) {
+  seekTarget_.reset();
+  if (event.error < 0) return;
+  const auto& property = *static_cast<const mpv_event_property*>(event.data);
+  reportedPosition_.report(*static_cast<const double*>(property.data), std::chrono::steady_clock::now());
+}
+
 void MpvMoviePlayer::handleLoaded() {
   isLoaded_ = true;
   if (const auto target = std::exchange(seekOnLoad_, std::nullopt)) sendSeek(*target);
@@ -280,10 +296,12 @@ void MpvMoviePlayer::handleLoaded() {
 void MpvMoviePlayer::handleProperty(const mpv_event_property& property) {
   const std::string_view name = property.name;
   const bool isKnown = property.format != MPV_FORMAT_NONE;
+  const auto now = std::chrono::steady_clock::now();
   if (name == "time-pos") {
-    reportedPosition_ = isKnown ? *static_cast<const double*>(property.data) : 0;
+    reportedPosition_.report(isKnown ? *static_cast<const double*>(property.data) : 0, now);
   } else if (name == "duration") {
     reportedDuration_ = isKnown ? *static_cast<const double*>(property.data) : 0;
+    reportedPosition_.setEnd(reportedDuration_);
   } else if (name == "current-tracks/video/id") {
     reportedVideo_ = isKnown;
   } else if (name == "current-tracks/video/demux-rotation") {
@@ -291,6 +309,7 @@ void MpvMoviePlayer::handleProperty(const mpv_event_property& property) {
     if (pictures_) pictures_->setRotation(degrees % 90 == 0 ? static_cast<int>(degrees) : 0);
   } else if (name == "pause") {
     reportedPause_ = !isKnown || *static_cast<const int*>(property.data) != 0;
+    reportedPosition_.setMoving(!reportedPause_, now);
   } else if (name == "audio-device-list" && isKnown) {
     const auto& list = *static_cast<const mpv_node*>(property.data);
     if (list.format != MPV_FORMAT_NODE_ARRAY) return;

@@ -14,6 +14,7 @@
 #include "platform/mpv/MpvHandles.h"
 #include "platform/mpv/MpvPainters.h"
 #include "platform/mpv/MpvPictures.h"
+#include "platform/mpv/PlayingPosition.h"
 
 namespace tallyrig {
 
@@ -66,6 +67,7 @@ class MpvMoviePlayer final : public MoviePlayer {
   void handleReply(const mpv_event& event);
   void handleProperty(const mpv_event_property& property);
   void handleLoaded();
+  void handlePicturePosition(const mpv_event& event);
 
   SerialQueue& mainQueue_;
   std::shared_ptr<Wake> wake_;
@@ -78,7 +80,7 @@ class MpvMoviePlayer final : public MoviePlayer {
   std::optional<std::string> waitingFile_;
 
   // What libmpv last told. It tells of changes only, so nothing here is ever reset.
-  double reportedPosition_ = 0;
+  PlayingPosition reportedPosition_;
   double reportedDuration_ = 0;
   bool reportedVideo_ = false;
   bool reportedPause_ = true;
@@ -99,6 +101,8 @@ class MpvMoviePlayer final : public MoviePlayer {
   /// A seek's target holds as position from the request until its picture is there.
   std::uint64_t seekRequest_ = 0;
   bool isSeekTaken_ = false;
+  /// The question for the time of that picture, 0 while it has not come.
+  std::uint64_t pictureRequest_ = 0;
   std::optional<double> seekTarget_;
   std::optional<std::string> outputDevice_;
   /// What libmpv has been told.

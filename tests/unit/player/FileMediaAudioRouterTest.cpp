@@ -252,14 +252,23 @@ TEST_F(FileMediaAudioRouterTest, SoundThatComesLaterThanThePicturePassesOverAPie
   prepare();
   router->restart(stream, 2, true);
   world.runFor(500ms);
-  // It takes two cycles, and the first of them is passed over as well.
-  constexpr std::int64_t kFirst = 120'000 + 512;
+  // It takes two cycles, and the first of them is passed over as well. Half a cycle more is for the way to the first.
+  constexpr std::int64_t kFirst = 120'000 + 512 + 256;
   expectCounting(heard[0], kFirst, 0);
   expectCounting(heard[3], kFirst, 3);
 }
 
-TEST_F(FileMediaAudioRouterTest, WithinAPictureSoundBeginsWithItsFirstSample) {
-  for (const double offset : {-0.035, 0.035}) {
+TEST_F(FileMediaAudioRouterTest, SoundBeginsWhereThePictureOfASeekStands) {
+  // The first picture after the place is a part of a picture away from it.
+  router->picturePosition = [] { return std::optional(2.02); };
+  prepare();
+  router->restart(stream, 2, true);
+  world.runFor(500ms);
+  expectCounting(heard[0], 96'960 + 256, 0);
+}
+
+TEST_F(FileMediaAudioRouterTest, BesideThePictureSoundBeginsWithItsFirstSample) {
+  for (const double offset : {-0.004, 0.004}) {
     router->picturePosition = [&] { return std::optional(2 + offset); };
     prepare();
     heard[0].clear();
@@ -278,7 +287,10 @@ TEST_F(FileMediaAudioRouterTest, SoundThatIsAheadOfThePictureLetsItCatchUp) {
   router->restart(stream, 2, true);
   world.runFor(300ms);
   EXPECT_THAT(heard[0], IsEmpty());
-  picture = 1.97;
+  picture = 1.99;
+  world.runFor(300ms);
+  EXPECT_THAT(heard[0], IsEmpty());
+  picture = 1.996;
   world.runFor(300ms);
   expectCounting(heard[0], 96'000, 0);
 }

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+
+namespace tallyrig {
+
+/// Where a movie is between two reports of its position, which come once a picture and tell that picture's own time.
+/// In seconds. Main thread.
+class PlayingPosition {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+
+  /// The position is this one now.
+  void report(double seconds, Time now) {
+    seconds_ = seconds;
+    since_ = now;
+  }
+  /// The movie has begun to move, or stands.
+  void setMoving(bool isMoving, Time now) {
+    if (isMoving == isMoving_) return;
+    report(at(now), now);
+    isMoving_ = isMoving;
+  }
+  /// Between reports it goes no further than there.
+  void setEnd(double seconds) { end_ = seconds; }
+
+  double at(Time now) const {
+    if (!isMoving_ || seconds_ >= end_) return seconds_;
+    const auto passed = std::clamp<Time::duration>(now - since_, {}, kLongestPicture);
+    return std::min(seconds_ + std::chrono::duration<double>(passed).count(), end_);
+  }
+
+ private:
+  /// Pictures do not follow each other more slowly; where no report comes for longer the movie is held up.
+  static constexpr std::chrono::milliseconds kLongestPicture{100};
+
+  double seconds_ = 0;
+  double end_ = 0;
+  Time since_;
+  bool isMoving_ = false;
+};
+
+}  // namespace tallyrig

@@ -96,13 +96,16 @@ TEST_F(MoviePlayerTest, SeeksToTheExactPicture) {
 }
 
 TEST_F(MoviePlayerTest, AfterASeekThePositionIsThatOfThePictureShown) {
-  player->load(path("counted.mov"));
-  ASSERT_TRUE(until([&] { return picture != nullptr; }));
-  player->seek(2.01);
-  EXPECT_NEAR(player->state().position, 2.01, 1e-9) << "the target until the picture is there";
-  ASSERT_TRUE(until([&] { return !player->state().isSeeking; }));
-  EXPECT_NEAR(player->state().position, 2.04, 1e-6);
-  EXPECT_TRUE(until([&] { return shownNumber() == 51; })) << shownNumber();
+  // The file's beginning may be under way still when the seek is asked for.
+  for (int round = 0; round < 20; ++round) {
+    player->load(path("counted.mov"));
+    ASSERT_TRUE(until([&] { return picture != nullptr; }));
+    player->seek(2.01);
+    EXPECT_NEAR(player->state().position, 2.01, 1e-9) << "the target until the picture is there";
+    ASSERT_TRUE(until([&] { return !player->state().isSeeking; }));
+    ASSERT_NEAR(player->state().position, 2.04, 1e-6) << round;
+    EXPECT_TRUE(until([&] { return shownNumber() == 51; })) << shownNumber();
+  }
 }
 
 TEST_F(MoviePlayerTest, ThePositionGoesOnBetweenTwoPictures) {

@@ -198,6 +198,7 @@ void MpvMoviePlayer::seek(double seconds) {
 void MpvMoviePlayer::sendSeek(double seconds) {
   seekTarget_ = seconds;
   isSeekTaken_ = false;
+  seekingRequest_ = 0;
   pictureRequest_ = 0;
   seekRequest_ = ++lastRequest_;
   const std::string target = std::to_string(seconds);
@@ -258,13 +259,14 @@ void MpvMoviePlayer::handle(const mpv_event& event) {
     case MPV_EVENT_PLAYBACK_RESTART:
       // The position told last is the target still, and the picture may stand a little after it.
       if (isSeekTaken_ && seekTarget_) {
+        seekingRequest_ = ++lastRequest_;
         pictureRequest_ = ++lastRequest_;
+        mpv_get_property_async(handle_.get(), seekingRequest_, "seeking", MPV_FORMAT_FLAG);
         mpv_get_property_async(handle_.get(), pictureRequest_, "time-pos", MPV_FORMAT_DOUBLE);
       }
       return;
     case MPV_EVENT_GET_PROPERTY_REPLY:
-      if (event.reply_userdata == pictureRequest_) handlePicturePosition(event);
-      return;
+      return handleAnswer(event);
     default:
       return;
   }
@@ -281,11 +283,16 @@ void MpvMoviePlayer::handleReply(const mpv_event& event) {
   }
 }
 
-void MpvMoviePlayer::handlePicturePosition(const mpv_event& event) {
-  seekTarget_.reset();
-  if (event.error < 0) return;
+void MpvMoviePlayer::handleAnswer(const mpv_event& event) {
   const auto& property = *static_cast<const mpv_event_property*>(event.data);
-  reportedPosition_.report(*static_cast<const double*>(property.data), std::chrono::steady_clock::now());
+  const bool isKnown = event.error >= 0;
+  if (event.reply_userdata == seekingRequest_) {
+    const bool isOnItsWay = isKnown && *static_cast<const int*>(property.data) != 0;
+    if (isOnItsWay) pictureRequest_ = 0;
+  } else if (event.reply_userdata == pictureRequest_) {
+    seekTarget_.reset();
+    if (isKnown) reportedPosition_.report(*static_cast<const double*>(property.data), std::chrono::steady_clock::now());
+  }
 }
 
 void MpvMoviePlayer::handleLoaded() {

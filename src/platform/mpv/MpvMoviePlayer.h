@@ -67,7 +67,7 @@ class MpvMoviePlayer final : public MoviePlayer {
   void handleReply(const mpv_event& event);
   void handleProperty(const mpv_event_property& property);
   void handleLoaded();
-  void handlePicturePosition(const mpv_event& event);
+  void handleAnswer(const mpv_event& event);
 
   SerialQueue& mainQueue_;
   std::shared_ptr<Wake> wake_;
@@ -101,7 +101,8 @@ class MpvMoviePlayer final : public MoviePlayer {
   /// A seek's target holds as position from the request until its picture is there.
   std::uint64_t seekRequest_ = 0;
   bool isSeekTaken_ = false;
-  /// The question for the time of that picture, 0 while it has not come.
+  /// What is asked once a picture has come: whether it is an earlier seek's, and its time. 0 without a question.
+  std::uint64_t seekingRequest_ = 0;
   std::uint64_t pictureRequest_ = 0;
   std::optional<double> seekTarget_;
   std::optional<std::string> outputDevice_;

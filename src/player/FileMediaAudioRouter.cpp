@@ -15,8 +15,10 @@ namespace {
 constexpr PlatformStatus kNoDevice = -static_cast<PlatformStatus>(std::errc::no_such_device);
 // A device may lengthen its cycles while it runs; none lengthens them beyond this.
 constexpr std::int64_t kLongestUsualCycle = 8192;
-// Picture and sound this near count as together: an eighth of a picture at 25 a second.
-constexpr double kTogetherSeconds = 0.005;
+// Picture and sound this near count as together. While the clip is heard already, until the routed sound takes over, it
+// is an eighth of a picture at 25 a second; from a standstill a whole one, so that no sound is passed over unheard.
+constexpr double kTogetherMoving = 0.005;
+constexpr double kTogetherStanding = 0.04;
 // How long sound waits for a picture that does not come.
 constexpr auto kLookAgain = std::chrono::milliseconds(5);
 constexpr int kMostLooks = 400;
@@ -146,21 +148,23 @@ void FileMediaAudioRouter::setPlayback(bool playing) {
   const bool wanted = session_->wantsPlayback();
   session_->setWantsPlayback(playing);
   if (!playing) session_->setRendering(false);
-  if (playing && !wanted && isReady_) beginRendering(session_, 0);
+  if (playing && !wanted && isReady_) beginRendering(session_, kTogetherStanding, 0);
 }
 
-void FileMediaAudioRouter::beginRendering(const std::shared_ptr<StreamingMediaPlaybackSession>& session, int looks) {
+void FileMediaAudioRouter::beginRendering(const std::shared_ptr<StreamingMediaPlaybackSession>& session,
+                                          double together, int looks) {
   if (session != session_ || !isReady_ || !session_->wantsPlayback() || session_->isRendering()) return;
   const double rate = session_->settings().outputRate;
   const double ahead = startPosition_ + static_cast<double>(session_->renderedFrames()) / rate;
   const auto picture = picturePosition ? picturePosition() : std::optional(ahead);
-  const bool mustWait = !picture || ahead - *picture > kTogetherSeconds;
+  const bool mustWait = !picture || ahead - *picture > together;
   if (mustWait && looks < kMostLooks) {
-    scheduler_.mainQueue().postAfter(kLookAgain,
-                                     lifetime_.guard([this, session, looks] { beginRendering(session, looks + 1); }));
+    scheduler_.mainQueue().postAfter(kLookAgain, lifetime_.guard([this, session, together, looks] {
+      beginRendering(session, together, looks + 1);
+    }));
     return;
   }
-  if (picture && *picture - ahead > kTogetherSeconds) {
+  if (picture && *picture - ahead > together) {
     // The next cycle comes half a cycle later than now, on the average.
     const auto untilHeard = static_cast<std::int64_t>(audio_.timing(deviceInUse_).bufferFrames.value_or(0)) / 2;
     session_->skip(static_cast<std::int64_t>((*picture - ahead) * rate) + untilHeard);
@@ -177,7 +181,7 @@ void FileMediaAudioRouter::handleReady(const std::shared_ptr<StreamingMediaPlayb
   if (session != session_) return;
   isReady_ = true;
   if (onReady) onReady();
-  if (session_ && session_->wantsPlayback()) beginRendering(session_, 0);
+  if (session_ && session_->wantsPlayback()) beginRendering(session_, kTogetherMoving, 0);
 }
 
 void FileMediaAudioRouter::handleFailure(const std::shared_ptr<StreamingMediaPlaybackSession>& session,

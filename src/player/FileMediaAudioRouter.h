@@ -34,8 +34,9 @@ class FileMediaAudioRouter {
   std::function<void()> onReady;
   /// A session begins to prime; until it is ready there is silence.
   std::function<void()> onBuffering;
-  /// Where the picture is, in seconds; absent while it is on its way to a place. Sound that is not there
-  /// when it begins is brought there: it waits, or passes over a piece. Without this it begins at once.
+  /// Where the picture is, in seconds; absent while it is on its way to a place. Sound that is not there when it begins
+  /// is brought there: it waits, or passes over a piece. From a standstill within a picture of 1/25 s is near enough,
+  /// and the first sample heard is the one asked for. Without this the sound begins at once.
   std::function<std::optional<double>()> picturePosition;
   /// There is no session any more; a text for the user. A new `prepare` or `restart` may mend it.
   std::function<void(const std::string&)> onFailure;
@@ -71,8 +72,8 @@ class FileMediaAudioRouter {
   void handleReady(const std::shared_ptr<StreamingMediaPlaybackSession>& session);
   void handleFailure(const std::shared_ptr<StreamingMediaPlaybackSession>& session, const std::string& text);
   void checkDevice();
-  /// Lets the session be heard, beside the picture.
-  void beginRendering(const std::shared_ptr<StreamingMediaPlaybackSession>& session, int looks);
+  /// Lets the session be heard once it is no further from the picture than `together`, in seconds.
+  void beginRendering(const std::shared_ptr<StreamingMediaPlaybackSession>& session, double together, int looks);
   std::int64_t maximumFramesToRender(AudioDeviceID device) const;
 
   AudioSystem& audio_;

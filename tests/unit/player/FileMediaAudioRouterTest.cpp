@@ -280,6 +280,36 @@ TEST_F(FileMediaAudioRouterTest, BesideThePictureSoundBeginsWithItsFirstSample) 
   }
 }
 
+TEST_F(FileMediaAudioRouterTest, FromAStandstillNoSampleIsPassedOverWithinAPicture) {
+  double picture = 1.965;
+  router->picturePosition = [&] { return std::optional(picture); };
+  prepare();
+  router->restart(stream, 2, false);
+  world.runFor(500ms);
+  router->setPlayback(true);
+  world.runFor(500ms);
+  router->setPlayback(false);
+  const auto heardBefore = heard[0].size();
+  ASSERT_GT(heardBefore, 20'000U);
+  picture = 2 + static_cast<double>(heardBefore) / 48'000 + 0.035;
+  world.runFor(1s);
+  router->setPlayback(true);
+  world.runFor(500ms);
+  EXPECT_GT(heard[0].size(), heardBefore + 20'000);
+  expectCounting(heard[0], 96'000, 0);
+}
+
+TEST_F(FileMediaAudioRouterTest, FromAStandstillSoundIsBroughtToAPictureFurtherAway) {
+  router->picturePosition = [] { return std::optional(2.5); };
+  prepare();
+  router->restart(stream, 2, false);
+  world.runFor(500ms);
+  router->setPlayback(true);
+  world.runFor(500ms);
+  // As above.
+  expectCounting(heard[0], 120'000 + 512 + 256, 0);
+}
+
 TEST_F(FileMediaAudioRouterTest, SoundThatIsAheadOfThePictureLetsItCatchUp) {
   double picture = 1.8;
   router->picturePosition = [&] { return std::optional(picture); };

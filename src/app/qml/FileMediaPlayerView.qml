@@ -70,12 +70,19 @@ Item {
 
         anchors.fill: parent
         onEntered: drag => drag.accepted = drag.hasUrls
-        onDropped: drop => drop.accepted = view.workflow.loadDropped(drop.urls)
+        onDropped: drop => {
+            drop.accepted = view.workflow.loadDropped(drop.urls)
+            view.forceActiveFocus()
+        }
     }
     MediaFileBrowser {
         id: browser
 
         filters: view.workflow.fileFilters
-        onChosen: file => view.workflow.loadClip(file)
+        onChosen: file => {
+            view.workflow.loadClip(file)
+            // The place that was pressed has gone, and the keys with it.
+            view.forceActiveFocus()
+        }
     }
 }

@@ -3,15 +3,14 @@
 #include <atomic>
 #include <cmath>
 #include <cstddef>
-#include <functional>
 #include <memory>
-#include <string>
 #include <utility>
 #include <vector>
 
 #include "ProcessUsage.h"
 #include "platform/AudioSystem.h"
 #include "platform/HostClock.h"
+#include "support/ForwardedAudio.h"
 
 namespace tallyrig {
 
@@ -43,7 +42,7 @@ class NotedEvents {
 
 /// An audio system that tells what the callbacks on it gave to the device and when: what goes wrong there is told from
 /// what goes wrong on the way.
-class WatchedOutput final : public AudioSystem {
+class WatchedOutput final : public ForwardedAudio {
  public:
   struct Event {
     enum class Kind {
@@ -57,20 +56,12 @@ class WatchedOutput final : public AudioSystem {
   };
 
   WatchedOutput(AudioSystem& inner, const HostClock& clock, int channel, double rate)
-      : inner_(inner), clock_(clock), channel_(static_cast<std::size_t>(channel)), rate_(rate) {}
+      : ForwardedAudio(inner), clock_(clock), channel_(static_cast<std::size_t>(channel)), rate_(rate) {}
 
   std::vector<Event> take() { return events_.take(); }
 
-  std::vector<AudioDeviceDescription> devices() const override { return inner_.devices(); }
-  Subscription observeDevices(std::function<void()> handler) override {
-    return inner_.observeDevices(std::move(handler));
-  }
-  PlatformStatus nominalSampleRate(AudioDeviceID device, double& rate) const override {
-    return inner_.nominalSampleRate(device, rate);
-  }
-  Timing timing(AudioDeviceID device) const override { return inner_.timing(device); }
   PlatformStatus createIO(AudioDeviceID device, AudioCycleCallback callback, std::unique_ptr<AudioIO>& io) override {
-    return inner_.createIO(
+    return ForwardedAudio::createIO(
         device,
         [this, callback = std::move(callback)](const AudioCycle& cycle) {
           callback(cycle);
@@ -78,7 +69,6 @@ class WatchedOutput final : public AudioSystem {
         },
         io);
   }
-  std::string notice() const override { return inner_.notice(); }
 
  private:
   void watch(const AudioCycle& cycle) noexcept {
@@ -97,7 +87,6 @@ class WatchedOutput final : public AudioSystem {
     }
   }
 
-  AudioSystem& inner_;
   const HostClock& clock_;
   const std::size_t channel_;
   const double rate_;

@@ -1,39 +1,20 @@
 #pragma once
 
-#include <functional>
-#include <memory>
 #include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "platform/DefaultOutput.h"
+#include "support/ForwardedAudio.h"
 
 namespace tallyrig {
 
 /// Another audio system, with a device of it named as the default.
-class AudioWithDefault : public AudioSystem, public DefaultOutput {
+class AudioWithDefault : public ForwardedAudio, public DefaultOutput {
  public:
-  explicit AudioWithDefault(AudioSystem& audio) : audio_(audio) {}
+  using ForwardedAudio::ForwardedAudio;
 
-  std::vector<AudioDeviceDescription> devices() const override { return audio_.devices(); }
-  Subscription observeDevices(std::function<void()> handler) override {
-    return audio_.observeDevices(std::move(handler));
-  }
-  PlatformStatus nominalSampleRate(AudioDeviceID device, double& rate) const override {
-    return audio_.nominalSampleRate(device, rate);
-  }
-  Timing timing(AudioDeviceID device) const override { return audio_.timing(device); }
-  PlatformStatus createIO(AudioDeviceID device, AudioCycleCallback callback, std::unique_ptr<AudioIO>& io) override {
-    return audio_.createIO(device, std::move(callback), io);
-  }
-  std::string notice() const override { return audio_.notice(); }
   std::optional<AudioDeviceID> defaultOutput() const override { return output; }
 
   std::optional<AudioDeviceID> output;
-
- private:
-  AudioSystem& audio_;
 };
 
 }  // namespace tallyrig

@@ -247,15 +247,17 @@ TEST_F(FileMediaAudioRouterTest, SoundWaitsForAPictureThatIsOnItsWay) {
   expectCounting(heard[0], 96'000, 0);
 }
 
+// Of sound from 2 s beside a picture at 2.5 s. Passing over takes two cycles, and the first of them is passed over as
+// well. Half a cycle more is for the way to the first.
+constexpr std::int64_t kFirstBesideLatePicture = 120'000 + 512 + 256;
+
 TEST_F(FileMediaAudioRouterTest, SoundThatComesLaterThanThePicturePassesOverAPiece) {
   router->picturePosition = [] { return std::optional(2.5); };
   prepare();
   router->restart(stream, 2, true);
   world.runFor(500ms);
-  // It takes two cycles, and the first of them is passed over as well. Half a cycle more is for the way to the first.
-  constexpr std::int64_t kFirst = 120'000 + 512 + 256;
-  expectCounting(heard[0], kFirst, 0);
-  expectCounting(heard[3], kFirst, 3);
+  expectCounting(heard[0], kFirstBesideLatePicture, 0);
+  expectCounting(heard[3], kFirstBesideLatePicture, 3);
 }
 
 TEST_F(FileMediaAudioRouterTest, SoundBeginsWhereThePictureOfASeekStands) {
@@ -306,8 +308,7 @@ TEST_F(FileMediaAudioRouterTest, FromAStandstillSoundIsBroughtToAPictureFurtherA
   world.runFor(500ms);
   router->setPlayback(true);
   world.runFor(500ms);
-  // As above.
-  expectCounting(heard[0], 120'000 + 512 + 256, 0);
+  expectCounting(heard[0], kFirstBesideLatePicture, 0);
 }
 
 TEST_F(FileMediaAudioRouterTest, SoundThatIsAheadOfThePictureLetsItCatchUp) {

@@ -7,6 +7,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
+/// One below the other, about two of them in sight.
+void openSixCardsInALowWindow(UiRig& rig) {
+  rig.open();
+  rig.window->resize(384, 400);
+  for (int i = 0; i < 5; ++i) rig.store().addReader();
+  rig.runFor(20ms);
+}
+
 TEST(ReaderGridView, StartsTheSavedCardsWhenTheWindowAppears) {
   UiRig rig;
   rig.open();
@@ -104,10 +112,7 @@ TEST(ReaderGridView, WindowsLeastSizeFollowsTileSizeAndModes) {
 
 TEST(ReaderGridView, CardsOutOfSightDrawNothing) {
   UiRig rig;
-  rig.open();
-  rig.window->resize(384, 400);
-  for (int i = 0; i < 5; ++i) rig.store().addReader();
-  rig.runFor(20ms);
+  openSixCardsInALowWindow(rig);
   ASSERT_EQ(rig.findAll("tile").size(), 6U);
   EXPECT_NE(rig.find("digits", rig.tile(0)), nullptr);
   EXPECT_EQ(rig.find("digits", rig.tile(5)), nullptr);
@@ -120,10 +125,7 @@ TEST(ReaderGridView, CardsOutOfSightDrawNothing) {
 
 TEST(ReaderGridView, KeyboardBringsACardIntoSight) {
   UiRig rig;
-  rig.open();
-  rig.window->resize(384, 400);
-  for (int i = 0; i < 5; ++i) rig.store().addReader();
-  rig.runFor(20ms);
+  openSixCardsInALowWindow(rig);
   const qreal height = rig.tile(0)->height();
   EXPECT_EQ(rig.tile(5)->height(), height);
   rig.press(Qt::Key_Backtab, Qt::ShiftModifier);
@@ -137,10 +139,7 @@ TEST(ReaderGridView, KeyboardBringsACardIntoSight) {
 
 TEST(ReaderGridView, PressedButtonsStayUnderTheMouse) {
   UiRig rig;
-  rig.open();
-  rig.window->resize(384, 400);
-  for (int i = 0; i < 5; ++i) rig.store().addReader();
-  rig.runFor(20ms);
+  openSixCardsInALowWindow(rig);
   QQuickItem* scroller = rig.find("scroller");
   for (const std::size_t card : {std::size_t{1}, std::size_t{2}}) {
     // The first of two cards in sight is cut off above, the second below.

@@ -79,14 +79,9 @@ FocusScope {
             Qt.callLater(view.fitWindow)
         }
     }
-    Connections {
-        target: view.Window.window
-
-        // What the mouse presses is in sight already, and must not move away from under it.
-        function onActiveFocusItemChanged() {
-            const item = view.Window.activeFocusItem
-            if (item?.focusReason !== Qt.MouseFocusReason) view.reveal(item)
-        }
+    KeyboardReach {
+        view: view
+        onReached: item => view.reveal(item)
     }
     Column {
         id: top

@@ -27,14 +27,9 @@ FocusScope {
     Keys.onReturnPressed: apply()
     Keys.onEnterPressed: apply()
 
-    Connections {
-        target: panel.Window.window
-
-        // What the mouse presses is in sight already, and must not move away from under it.
-        function onActiveFocusItemChanged() {
-            const item = panel.Window.activeFocusItem
-            if (item?.focusReason !== Qt.MouseFocusReason) scroller.reveal(item)
-        }
+    KeyboardReach {
+        view: panel
+        onReached: item => scroller.reveal(item)
     }
     Flickable {
         id: scroller

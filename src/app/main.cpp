@@ -13,6 +13,7 @@
 #include "app/Fonts.h"
 #include "app/MainWindowCloseHandler.h"
 #include "app/MediaPlayers.h"
+#include "app/RealtimeKit.h"
 #include "app/SettingsForms.h"
 #include "app/SoundServerWatch.h"
 #include "app/TallyrigApp.h"
@@ -93,7 +94,8 @@ int main(int argc, char** argv) {
   SndfileAudioFiles commonAudioFiles(openBytes);
   FFmpegAudioFiles audioFiles(commonAudioFiles, openBytes);
   SndfileWavFiles wavFiles;
-  AsioScheduler scheduler;
+  RealtimeKit realtimeKit(&QDBusConnection::systemBus, log);
+  AsioScheduler scheduler([&realtimeKit](pid_t thread, int niceValue) { realtimeKit.raise(thread, niceValue); });
   SettingsPreferences preferences;
   LocalFileSystem files;
   const PipeWireServer server = openPipeWireServer();

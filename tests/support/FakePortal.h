@@ -5,42 +5,10 @@
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
-#include <QProcess>
 #include <QString>
 #include <utility>
 
 namespace tallyrig {
-
-/// A message bus of the test's own, until the object goes or the bus is ended.
-class PrivateBus {
- public:
-  PrivateBus() {
-    daemon_.start("dbus-daemon",
-                  {"--session", "--nofork", "--nosyslog", "--print-address", "--address=unix:tmpdir=/tmp"});
-    if (daemon_.waitForStarted() && daemon_.waitForReadyRead()) address_ = daemon_.readLine().trimmed();
-  }
-  ~PrivateBus() {
-    QDBusConnection::disconnectFromBus("program");
-    QDBusConnection::disconnectFromBus("portal");
-    end();
-  }
-  PrivateBus(const PrivateBus&) = delete;
-  PrivateBus& operator=(const PrivateBus&) = delete;
-
-  QString address() const { return address_; }
-  /// `name` is "program" or "portal".
-  QDBusConnection connect(const QString& name) const { return QDBusConnection::connectToBus(address_, name); }
-  /// As when the desktop's session breaks down.
-  void end() {
-    if (daemon_.state() == QProcess::NotRunning) return;
-    daemon_.terminate();
-    daemon_.waitForFinished();
-  }
-
- private:
-  QProcess daemon_;
-  QString address_;
-};
 
 /// Answers as a desktop's settings portal does, about light and dark. It leaves the bus with its object.
 class FakePortal : public QDBusVirtualObject {

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "support/FakePortal.h"
+#include "support/PrivateBus.h"
 #include "system/SystemTest.h"
 
 namespace tallyrig {

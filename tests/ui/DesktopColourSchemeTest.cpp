@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "support/FakePortal.h"
+#include "support/PrivateBus.h"
 #include "ui/UiRig.h"
 
 namespace tallyrig {

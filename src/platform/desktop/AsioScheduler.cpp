@@ -11,11 +11,24 @@ namespace {
 /// What a desktop's own sound and display services ask for.
 constexpr int kInteractiveNice = -10;
 
+/// Asks on `pool`, since the thread that was refused serves time and must not wait for an answer.
+WorkerPool::RefusalHandler askingOn(std::shared_ptr<WorkerPool> pool, AsioScheduler::NiceRequest ask) {
+  if (!ask) return {};
+  return
+      [queue = std::make_shared<AsioQueue>("Tallyrig.Priority", std::move(pool)), ask = std::move(ask)](pid_t thread) {
+        queue->post([ask, thread] {
+          const WorkerPool::WaitingTask waiting;
+          ask(thread, kInteractiveNice);
+        });
+      };
+}
+
 }  // namespace
 
-AsioScheduler::AsioScheduler()
+AsioScheduler::AsioScheduler(NiceRequest ask)
     : userInitiated_(std::make_shared<WorkerPool>("initiated", 0)),
-      userInteractive_(std::make_shared<WorkerPool>("interactive", kInteractiveNice)) {}
+      userInteractive_(
+          std::make_shared<WorkerPool>("interactive", kInteractiveNice, askingOn(userInitiated_, std::move(ask)))) {}
 
 AsioScheduler::~AsioScheduler() {
   userInitiated_->stop();

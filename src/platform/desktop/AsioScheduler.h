@@ -1,6 +1,9 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "platform/SerialQueue.h"
@@ -15,7 +18,12 @@ class WorkerPool;
 /// Made and destroyed on the main thread. Destruction waits for the tasks that run and drops those that do not.
 class AsioScheduler final : public Scheduler {
  public:
-  AsioScheduler();
+  /// Asks another program for the nice value of a thread of ours. It may wait, on a thread that nothing else needs
+  /// meanwhile, but not for long: destruction waits for it. One thread is asked for at a time.
+  using NiceRequest = std::function<void(pid_t thread, int niceValue)>;
+
+  /// `ask` is for user-interactive threads that the system itself refuses their nice value.
+  explicit AsioScheduler(NiceRequest ask = {});
   ~AsioScheduler() override;
   AsioScheduler(const AsioScheduler&) = delete;
   AsioScheduler& operator=(const AsioScheduler&) = delete;

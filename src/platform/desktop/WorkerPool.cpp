@@ -10,8 +10,12 @@ namespace tallyrig {
 
 thread_local WorkerPool* WorkerPool::current_ = nullptr;
 
-WorkerPool::WorkerPool(std::string threadName, int niceValue)
-    : threadName_(std::move(threadName)), niceValue_(niceValue), work_(context_.get_executor()), alarm_(context_) {
+WorkerPool::WorkerPool(std::string threadName, int niceValue, RefusalHandler refused)
+    : threadName_(std::move(threadName)),
+      niceValue_(niceValue),
+      refused_(std::move(refused)),
+      work_(context_.get_executor()),
+      alarm_(context_) {
   const std::lock_guard lock(threadMutex_);
   for (std::size_t i = 0; i < kThreads; ++i) startThread();
 }
@@ -26,7 +30,9 @@ void WorkerPool::startThread() {
 
 void WorkerPool::runThread(std::size_t number) {
   pthread_setname_np(pthread_self(), (threadName_ + "-" + std::to_string(number)).c_str());
-  if (niceValue_ != 0) setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), niceValue_);
+  const pid_t thread = gettid();
+  if (niceValue_ != 0 && setpriority(PRIO_PROCESS, static_cast<id_t>(thread), niceValue_) != 0 && refused_)
+    refused_(thread);
   current_ = this;
   context_.run();
 }

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -19,8 +22,12 @@ namespace tallyrig {
 /// The worker threads that the queues of one priority share, and those queues' timers. Any thread.
 class WorkerPool {
  public:
+  /// Told of each thread that the system has refused the nice value, on that thread before its first task, without
+  /// locks. Must not wait.
+  using RefusalHandler = std::function<void(pid_t thread)>;
+
   /// Threads are called `threadName` and a number. A nice value that the system refuses is gone without.
-  WorkerPool(std::string threadName, int niceValue);
+  WorkerPool(std::string threadName, int niceValue, RefusalHandler refused = {});
   ~WorkerPool();
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
@@ -63,6 +70,7 @@ class WorkerPool {
 
   const std::string threadName_;
   const int niceValue_;
+  const RefusalHandler refused_;
   std::atomic<bool> stopping_{false};
   std::atomic<std::uint64_t> timerWakeUps_{0};
 

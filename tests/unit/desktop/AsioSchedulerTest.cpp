@@ -3,12 +3,16 @@
 #include <pthread.h>
 
 #include <array>
+#include <fstream>
 #include <future>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include "Await.h"
+#include "support/NoRightToRaise.h"
 
 namespace tallyrig {
 namespace {
@@ -69,6 +73,54 @@ TEST(AsioScheduler, SixtyFourTwoMillisecondTimersShareTheirWakeUps) {
   // One a millisecond, and one for the part of a millisecond at either end.
   EXPECT_LE(wakeUps, elapsed.count() + 1);
   EXPECT_GT(wakeUps, 0);
+}
+
+TEST(AsioScheduler, AsksElsewhereForThePriorityOfEachInteractiveThread) {
+  std::mutex mutex;
+  std::vector<std::pair<std::string, int>> asked;
+  std::set<std::string> askers;
+  EventCount answers;
+  const NoRightToRaise ordinaryUser;
+  AsioScheduler scheduler([&](pid_t thread, int niceValue) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/comm");
+    std::string name;
+    std::getline(file, name);
+    {
+      const std::lock_guard lock(mutex);
+      asked.emplace_back(name, niceValue);
+      askers.insert(currentThreadName().substr(0, 9));
+    }
+    answers.add();
+  });
+  ASSERT_TRUE(answers.reaches(2));
+  const std::lock_guard lock(mutex);
+  EXPECT_THAT(asked, testing::UnorderedElementsAre(std::pair("interactive-1", -10), std::pair("interactive-2", -10)));
+  EXPECT_EQ(askers, std::set<std::string>{"initiated"});
+}
+
+TEST(AsioScheduler, AnAnswerThatIsLongInComingHoldsUpNoQueue) {
+  std::promise<void> answer;
+  EventCount asked;
+  const NoRightToRaise ordinaryUser;
+  AsioScheduler scheduler([&, answered = answer.get_future().share()](pid_t, int) {
+    asked.add();
+    answered.wait();
+  });
+  ASSERT_TRUE(asked.reaches(1));
+  for (const auto priority : {QueuePriority::kUserInitiated, QueuePriority::kUserInteractive}) {
+    // Both of the pool's own threads must be free: one queue's task waits for the other's.
+    std::promise<void> release;
+    EventCount done;
+    scheduler.makeQueue("one", priority)->post([&, released = release.get_future().share()] {
+      released.wait();
+      done.add();
+    });
+    scheduler.makeQueue("other", priority)->post([&] { release.set_value(); });
+    EXPECT_TRUE(done.reaches(1));
+  }
+  EXPECT_EQ(asked.value(), 1);
+  answer.set_value();
+  EXPECT_TRUE(asked.reaches(2));
 }
 
 TEST(AsioScheduler, DestructionDropsWhatHasNotRunAndLetsGoOfIt) {

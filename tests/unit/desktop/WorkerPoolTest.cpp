@@ -1,0 +1,56 @@
+#include "platform/desktop/WorkerPool.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <mutex>
+#include <set>
+
+#include "support/NoRightToRaise.h"
+
+namespace tallyrig {
+namespace {
+
+/// What the threads of a pool with nice value -5 were told, and had; both are whole once the pool has been stopped.
+struct Refusals {
+  std::mutex mutex;
+  std::set<pid_t> threads;
+  bool onThemselves = true;
+
+  WorkerPool::RefusalHandler handler() {
+    return [this](pid_t thread) {
+      const std::lock_guard lock(mutex);
+      threads.insert(thread);
+      onThemselves = onThemselves && thread == gettid();
+    };
+  }
+};
+
+TEST(WorkerPool, TellsEachThreadThatTheSystemRefusesItsNiceValue) {
+  Refusals refusals;
+  const NoRightToRaise ordinaryUser;
+  WorkerPool pool("busy", -5, refusals.handler());
+  pool.stop();
+  EXPECT_EQ(refusals.threads.size(), 2);
+  EXPECT_TRUE(refusals.onThemselves);
+}
+
+TEST(WorkerPool, GoesWithoutANiceValueThatNobodyHelpsItTo) {
+  const NoRightToRaise ordinaryUser;
+  WorkerPool pool("busy", -5);
+  pool.stop();
+}
+
+TEST(WorkerPool, TellsNothingWhereNoNiceValueIsRefused) {
+  Refusals refusals;
+  const NoRightToRaise ordinaryUser;
+  WorkerPool ordinary("ordinary", 0, refusals.handler());
+  WorkerPool background("background", 19, refusals.handler());
+  ordinary.stop();
+  background.stop();
+  EXPECT_TRUE(refusals.threads.empty());
+}
+
+}  // namespace
+}  // namespace tallyrig

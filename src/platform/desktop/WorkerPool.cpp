@@ -15,7 +15,7 @@ WorkerPool::WorkerPool(std::string threadName, int niceValue, RefusalHandler ref
       niceValue_(niceValue),
       refused_(std::move(refused)),
       work_(context_.get_executor()),
-      alarm_(context_) {
+      alarm_(std::in_place, context_) {
   const std::lock_guard lock(threadMutex_);
   for (std::size_t i = 0; i < kThreads; ++i) startThread();
 }
@@ -54,8 +54,8 @@ void WorkerPool::setAlarm() {
   const auto earliest = timers_.earliest();
   if (!earliest || (alarmTime_ && *alarmTime_ <= *earliest)) return;
   alarmTime_ = earliest;
-  alarm_.expires_at(*earliest);
-  alarm_.async_wait([this](const asio::error_code& error) {
+  alarm_->expires_at(*earliest);
+  alarm_->async_wait([this](const asio::error_code& error) {
     if (!error) fireTimers();
   });
 }
@@ -79,7 +79,7 @@ void WorkerPool::stop() {
     const std::lock_guard lock(timerMutex_);
     stopping_ = true;
     dropped = timers_.takeAll();
-    alarm_.cancel();
+    alarm_.reset();
   }
   dropped.clear();
   work_.reset();

@@ -79,7 +79,8 @@ class WorkerPool {
 
   std::mutex timerMutex_;
   TimerTable timers_;
-  asio::steady_timer alarm_;
+  /// Absent once the pool is stopping.
+  std::optional<asio::steady_timer> alarm_;
   std::optional<TimerTable::Instant> alarmTime_;
 
   std::mutex threadMutex_;

@@ -106,7 +106,7 @@ MoviePlayer::State MpvMoviePlayer::state() const {
     return {.position = seekOnLoad_.value_or(0), .isPlaying = isLoading && !isPaused(), .isSeeking = isLoading};
   }
   const double position = seekTarget_ ? *seekTarget_ : reportedPosition_.at(std::chrono::steady_clock::now());
-  return {position, reportedDuration_, reportedVideo_, !isPaused(), seekTarget_.has_value()};
+  return {position, reportedPosition_.duration(), reportedVideo_, !isPaused(), seekTarget_.has_value()};
 }
 
 void MpvMoviePlayer::load(const std::filesystem::path& file) {
@@ -307,8 +307,7 @@ void MpvMoviePlayer::handleProperty(const mpv_event_property& property) {
   if (name == "time-pos") {
     reportedPosition_.report(isKnown ? *static_cast<const double*>(property.data) : 0, now);
   } else if (name == "duration") {
-    reportedDuration_ = isKnown ? *static_cast<const double*>(property.data) : 0;
-    reportedPosition_.setEnd(reportedDuration_);
+    reportedPosition_.setDuration(isKnown ? *static_cast<const double*>(property.data) : 0);
   } else if (name == "current-tracks/video/id") {
     reportedVideo_ = isKnown;
   } else if (name == "current-tracks/video/demux-rotation") {

@@ -81,7 +81,6 @@ class MpvMoviePlayer final : public MoviePlayer {
 
   // What libmpv last told. It tells of changes only, so nothing here is ever reset.
   PlayingPosition reportedPosition_;
-  double reportedDuration_ = 0;
   bool reportedVideo_ = false;
   bool reportedPause_ = true;
   std::vector<Device> devices_;

@@ -22,13 +22,15 @@ class PlayingPosition {
     report(at(now), now);
     isMoving_ = isMoving;
   }
-  /// Between reports it goes no further than there.
-  void setEnd(double seconds) { end_ = seconds; }
+  /// The movie's length; between reports the position goes no further.
+  void setDuration(double seconds) { duration_ = seconds; }
+  /// 0 while it is not known.
+  double duration() const { return duration_; }
 
   double at(Time now) const {
-    if (!isMoving_ || seconds_ >= end_) return seconds_;
+    if (!isMoving_ || seconds_ >= duration_) return seconds_;
     const auto passed = std::clamp<Time::duration>(now - since_, {}, kLongestPicture);
-    return std::min(seconds_ + std::chrono::duration<double>(passed).count(), end_);
+    return std::min(seconds_ + std::chrono::duration<double>(passed).count(), duration_);
   }
 
  private:
@@ -36,7 +38,7 @@ class PlayingPosition {
   static constexpr std::chrono::milliseconds kLongestPicture{100};
 
   double seconds_ = 0;
-  double end_ = 0;
+  double duration_ = 0;
   Time since_;
   bool isMoving_ = false;
 };

@@ -5,9 +5,11 @@
 #include <QtTest/QTest>
 #include <algorithm>
 #include <chrono>
+#include <fstream>
 #include <memory>
 
 #include "support/LTCSignal.h"
+#include "support/TemporaryFolder.h"
 #include "ui/UiRig.h"
 
 namespace tallyrig {
@@ -144,6 +146,50 @@ TEST_F(MediaPlayerTest, AfterAClickOrAJumpSpaceStillPlays) {
   rig.pressIn(window, Qt::Key_Space);
   rig.runFor(200ms);
   EXPECT_EQ(text("playButton"), "Pause");
+}
+
+TEST_F(MediaPlayerTest, AfterAClipWasChosenByAClickSpacePlays) {
+  open();
+  // The dialog takes no file that does not exist.
+  const TemporaryFolder folder;
+  const auto file = folder / "show.mov";
+  std::ofstream(file) << "a movie";
+  rig.mediaFiles.files[file] = rig.mediaFiles.files["/show.mov"];
+  rig.movies.movies[file] = rig.movies.movies["/show.mov"];
+  rig.click(item("dropPlaceholder"));
+  rig.runFor(300ms);
+  const auto objects = window->findChildren<QObject*>();
+  const auto found = std::ranges::find_if(objects, [](const QObject* o) { return o->inherits("QQuickFileDialog"); });
+  ASSERT_NE(found, objects.end());
+  QObject& dialog = **found;
+  EXPECT_EQ(dialog.property("visible"), true);
+  dialog.setProperty("currentFolder", QUrl::fromLocalFile(QString::fromStdString(folder.path().string())));
+  const QUrl url = QUrl::fromLocalFile(QString::fromStdString(file.string()));
+  ASSERT_TRUE(QTest::qWaitFor(
+      [&] {
+        rig.runFor(20ms);
+        const QQuickItem* const first = item("fileDialogDelegate0");
+        return first != nullptr && first->property("file") == url;
+      },
+      60'000))
+      << "Qt reads the folder on a thread of its own";
+  rig.click(item("fileDialogDelegate0"));
+  rig.pressIn(window, Qt::Key_Return);
+  rig.runFor(500ms);
+  EXPECT_EQ(dialog.property("visible"), false);
+  EXPECT_EQ(text("clipName"), "show.mov");
+  rig.pressIn(window, Qt::Key_Space);
+  rig.runFor(1s);
+  EXPECT_EQ(text("playButton"), "Pause");
+  EXPECT_EQ(text("runningTimecode"), "10:00:01:00");
+  rig.pressIn(window, Qt::Key_Space);
+  rig.runFor(100ms);
+  EXPECT_EQ(text("playButton"), "Play");
+  // Qt lets go of the dialog's icons while something is drawn after them, and else never.
+  rig.pressIn(window, Qt::Key_Escape);
+  rig.runFor(100ms);
+  rig.window->releaseResources();
+  rig.runFor(100ms);
 }
 
 TEST_F(MediaPlayerTest, TheLastOfSixtyFourChannelsCanBeRouted) {

@@ -41,6 +41,7 @@ Item {
                     visible: view.workflow.hasClip && !view.workflow.hasVideo
                 }
                 MediaDropPlaceholder {
+                    objectName: "dropPlaceholder"
                     anchors.fill: parent
                     visible: !view.workflow.hasClip
                     isTargeted: dropArea.containsDrag

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -466,6 +467,41 @@ TEST_F(FileMediaAudioRouterTest, AFileThatCannotBeDecodedEndsTheSession) {
   EXPECT_EQ(desk.liveIOs(), 0U);
   EXPECT_FALSE(router->isReady());
   EXPECT_EQ(router->stream(), std::nullopt);
+}
+
+TEST_F(FileMediaAudioRouterTest, AReadThatTakesLongerThanTheRingLastsIsSilenceAndThenTheNextSample) {
+  // What all outputs played, from the first sound on: the silence in it is what the held up read has cost.
+  std::vector<std::vector<float>> played{4};
+  for (std::size_t channel = 0; channel < 4; ++channel) {
+    desk.onOutput(channel, [&, channel](std::int64_t, std::span<const float> samples) {
+      for (const float sample : samples) {
+        if (sample != 0 || !played[channel].empty()) played[channel].push_back(sample);
+      }
+    });
+  }
+  bool isHeldUp = false;
+  files.beforeRead = [&] {
+    if (isHeldUp || files.framesRead < 300'000) return;
+    isHeldUp = true;
+    world.runFor(9s);
+  };
+  prepare();
+  router->setPlayback(true);
+  world.runFor(20s);
+  ASSERT_TRUE(isHeldUp);
+  EXPECT_THAT(events, ElementsAre("buffering", "ready"));
+  for (int channel = 0; channel < 4; ++channel) {
+    const auto& sound = played[static_cast<std::size_t>(channel)];
+    const auto silence = std::ranges::find(sound, 0.0F);
+    const auto recovery = std::ranges::find_if(silence, sound.end(), [](float sample) { return sample != 0; });
+    const auto frame = silence - sound.begin();
+    // At the read the ring held four seconds, but for a piece of the file and a cycle.
+    EXPECT_NEAR(static_cast<double>(recovery - silence), 5 * 48'000, 4096 + 1024);
+    expectCounting({sound.begin(), silence}, 0, channel);
+    EXPECT_GT(sound.end() - recovery, 4 * 48'000);
+    expectCounting({recovery, sound.end()}, frame, channel);
+    EXPECT_EQ(sound.size(), played[0].size());
+  }
 }
 
 TEST_F(FileMediaAudioRouterTest, AMissingFileFailsAfterItsPreparation) {

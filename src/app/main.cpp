@@ -5,6 +5,7 @@
 #include <QIcon>
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
+#include <chrono>
 #include <filesystem>
 
 #include "app/Appearance.h"
@@ -27,6 +28,7 @@
 #include "platform/desktop/FailoverMidiSystem.h"
 #include "platform/desktop/LocalFileSystem.h"
 #include "platform/desktop/LocalUserFiles.h"
+#include "platform/desktop/QuitDeadline.h"
 #include "platform/desktop/SettingsPreferences.h"
 #include "platform/desktop/SystemClocks.h"
 #include "platform/ffmpeg/FFmpegAudioFiles.h"
@@ -47,6 +49,9 @@ Q_IMPORT_QML_PLUGIN(TallyrigPlugin)
 namespace {
 
 using namespace tallyrig;
+
+/// Several times what an end takes at its slowest, unless a file does not answer.
+constexpr std::chrono::seconds kPatienceAtQuit{5};
 
 /// Without a graphics card Qt would draw through an emulated one, which costs far more than its own renderer. A choice
 /// that the user made by Qt's own settings stands.
@@ -85,6 +90,7 @@ int main(int argc, char** argv) {
   const SystemHostClock clock;
   const SystemWallClock wallClock;
   Log log(clock, wallClock);
+  QuitDeadline quitDeadline(kPatienceAtQuit, log);
   // Read and written by work on the scheduler's threads, so they must outlive it.
   LocalUserFiles userFiles;
   const OpenBytes openBytes = [&userFiles](const std::filesystem::path& path, std::unique_ptr<ByteSource>& bytes) {
@@ -125,16 +131,19 @@ int main(int argc, char** argv) {
   FFmpegSampleRateConverters converters;
   MpvMoviePlayers movies(scheduler.mainQueue());
   const FileAnalysisEngine analysis({mediaFiles, audioFiles, userFiles, clock});
-  FileTools fileTools(
-      scheduler,
-      {[analysis](const auto& url) { return analysis.summary(url); },
-       [analysis](const auto& url, const auto& channels, const auto& stop) {
-         return analysis.analyse(url, channels, stop);
-       },
-       [&userFiles](const auto& url, const Timecode& timecode, const auto& stop) {
-         return writeTimecodeTrack(userFiles, url, timecode, stop);
-       }},
-      [&wavFiles](const WAVStretch& stretch, const auto& url) { return renderWAV(wavFiles, stretch, url); });
+  FileTools fileTools(scheduler,
+                      {[analysis](const auto& url) { return analysis.summary(url); },
+                       [analysis](const auto& url, const auto& channels, const auto& stop) {
+                         return analysis.analyse(url, channels, stop);
+                       },
+                       [&userFiles, &quitDeadline](const auto& url, const Timecode& timecode, const auto& stop) {
+                         const QuitDeadline::Hold untilWritten(quitDeadline);
+                         return writeTimecodeTrack(userFiles, url, timecode, stop);
+                       }},
+                      [&wavFiles, &quitDeadline](const WAVStretch& stretch, const auto& url) {
+                        const QuitDeadline::Hold untilWritten(quitDeadline);
+                        return renderWAV(wavFiles, stretch, url);
+                      });
   MediaPlayers mediaPlayers({audio, scheduler, mediaFiles, converters, movies,
                              FileAnalysisEngine({mediaFiles, audioFiles, userFiles, clock})});
   MainWindowCloseHandler closeHandler([&app] { app.requestQuit(); });
@@ -161,6 +170,10 @@ int main(int argc, char** argv) {
                    &MainWindowCloseHandler::allowConfirmedQuit);
   QObject::connect(&app, &TallyrigApp::terminationRequested, &application, &QGuiApplication::quit);
   QObject::connect(&application, &QGuiApplication::aboutToQuit, &store, &ReaderStore::saveReaders);
+  QObject::connect(&application, &QGuiApplication::aboutToQuit, &application, [&] {
+    preferences.save();
+    quitDeadline.begin();
+  });
   // A session that ends does not ask: `quit` would, since it goes by way of the windows.
   QObject::connect(&terminationSignals, &TerminationSignals::requested, &application, [] { QGuiApplication::exit(); });
   terminationSignals.listen();

@@ -31,4 +31,8 @@ void SettingsPreferences::setString(std::string_view key, std::string_view value
   settings_.setValue(textOf(key), textOf(value));
 }
 
+void SettingsPreferences::save() {
+  settings_.sync();
+}
+
 }  // namespace tallyrig

@@ -17,6 +17,9 @@ class SettingsPreferences final : public Preferences {
   std::optional<std::string> string(std::string_view key) const override;
   void setString(std::string_view key, std::string_view value) override;
 
+  /// Writes the file at once.
+  void save();
+
  private:
   QSettings settings_;
 };

@@ -3,6 +3,8 @@
 #include <QTemporaryDir>
 #include <fstream>
 
+#include "support/TemporaryFolder.h"
+
 namespace tallyrig {
 namespace {
 
@@ -31,6 +33,14 @@ TEST_F(SettingsPreferencesTest, TextComesBackAsItWasInTheNextRun) {
     SettingsPreferences(path_).setString("Tallyrig.Appearance", text);
     EXPECT_EQ(SettingsPreferences(path_).string("Tallyrig.Appearance"), text);
   }
+}
+
+TEST_F(SettingsPreferencesTest, SavingWritesTheFileAtOnce) {
+  SettingsPreferences preferences(path_);
+  preferences.setString("Tallyrig.Appearance", "Light");
+  EXPECT_EQ(readWhole(path_), "");
+  preferences.save();
+  EXPECT_EQ(readWhole(path_), "[General]\nTallyrig.Appearance=Light\n");
 }
 
 TEST_F(SettingsPreferencesTest, KeysKeepApart) {

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "scenario/DisplayTick.h"
 #include "support/Cards.h"
 #include "support/HeardOutput.h"
 #include "support/LTCSignal.h"
@@ -20,7 +21,6 @@ constexpr std::uint32_t kQuantum = 256;
 /// From the return of the code to the lock: a loss that lasted is forgotten, the first frame is found at the end of the
 /// second or third, and three frames must agree.
 constexpr std::chrono::milliseconds kRelock{350};
-constexpr std::chrono::nanoseconds kTick{16'123'457};
 
 constexpr Timecode kStart{10, 0, 0, 0, MTCFrameRate::fps25};
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "mtc/MTCQuarterFrame.h"
+#include "scenario/DisplayTick.h"
 #include "support/Cards.h"
 #include "support/MTCTransport.h"
 #include "support/Wall.h"
@@ -22,7 +23,6 @@ using enum MTCFrameRate;
 using std::chrono::nanoseconds;
 
 constexpr Timecode kStart{10, 0, 0, 0, fps25};
-constexpr auto kTick = 16'123'457ns;
 
 /// What a card showed at each tick of the display.
 struct Shown {

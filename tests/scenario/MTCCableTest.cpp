@@ -7,16 +7,15 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <optional>
 #include <string>
 #include <tuple>
-#include <vector>
 
 #include "mtc/MIDIOutputPortManager.h"
 #include "mtc/MTCOutputGenerator.h"
 #include "mtc/MTCQuarterFrame.h"
-#include "mtc/MTCReceiver.h"
 #include "platform/simulated/SimulatedWorld.h"
+#include "scenario/DisplayTick.h"
+#include "scenario/MTCDisplay.h"
 
 namespace tallyrig {
 namespace {
@@ -25,29 +24,18 @@ using namespace std::chrono_literals;
 using enum MTCFrameRate;
 using std::chrono::nanoseconds;
 
-/// A tick of the display; not quite 16 ms, so that it does not fall on the boundaries of frames again and again.
-constexpr auto kTick = 16'123'457ns;
 /// The locate, a quarter frame, and the eight of the first sequence.
 constexpr auto kStartTime = 95ms;
 
 struct Loop {
   explicit Loop(SimulatedWorld::Options options, const SimulatedMidiCableOptions& wire = {}) : world(options) {
     world.midi().connect(out, in, wire);
-    receiver.setSelectedSource(MIDISourceDevice{in.endpoint(), in.name()});
-    receiver.reconnect();
-    QObject::connect(&receiver, &MTCReceiver::currentAnchorChanged,
-                     [this](const TimecodeAnchor& anchor) { anchors.push_back(anchor); });
-    world.runPending();
   }
 
   HostTime now() const { return world.clock().now(); }
   void start(const Timecode& timecode) { generator.start("Loop", {timecode, now()}); }
   /// What the generator follows, at an instant.
   Timecode truthAt(HostTime time) const { return generator.currentAnchor()->extrapolated(time, world.clock()); }
-  std::optional<Timecode> shown() const {
-    if (!receiver.isReceiving()) return std::nullopt;
-    return receiver.currentAnchor()->extrapolated(now(), world.clock());
-  }
 
   /// Lets `duration` pass in ticks of the display. At each the frame shown was running at some time between `longest`
   /// before and now, or is the one before that.
@@ -58,7 +46,7 @@ struct Loop {
       world.runFor(kTick);
       const Timecode newest = truthAt(now());
       const Timecode oldest = truthAt(now() - lag).advanced(-1);
-      const auto seen = shown();
+      const auto seen = display.shown();
       const bool isRight = seen && seen->frameRate == newest.frameRate && *oldest.signedFrameDistance(*seen) >= 0 &&
                            *seen->signedFrameDistance(newest) >= 0;
       if (!isRight && ++wrong <= 3) ADD_FAILURE() << "shows " << textOrNone(seen) << " at " << newest.text();
@@ -71,8 +59,7 @@ struct Loop {
   SimulatedMidiSource& in = world.midi().addSource("Loop");
   MIDIOutputPortManager ports{world.midi(), world.log()};
   MTCOutputGenerator generator{world.clock(), world.scheduler(), world.log(), world.midi(), ports};
-  MTCReceiver receiver{world.clock(), world.scheduler(), world.log(), world.midi()};
-  std::vector<TimecodeAnchor> anchors;
+  MTCDisplay display{world, in};
 };
 
 class MTCCable : public testing::TestWithParam<std::tuple<Timecode, TickRatio>> {
@@ -85,20 +72,21 @@ TEST_P(MTCCable, TheLocateComesFirstAndTheStreamTakesOver) {
   const HostTime begin = loop.now();
   loop.start(start());
   loop.world.runPending();
-  ASSERT_EQ(loop.anchors.size(), 1U);
-  EXPECT_EQ(loop.anchors[0], (TimecodeAnchor{start(), begin}));
-  EXPECT_FALSE(loop.receiver.isReceiving());
+  ASSERT_EQ(loop.display.anchors.size(), 1U);
+  EXPECT_EQ(loop.display.anchors[0], (TimecodeAnchor{start(), begin}));
+  EXPECT_FALSE(loop.display.receiver.isReceiving());
   loop.world.runFor(kStartTime);
-  EXPECT_TRUE(loop.receiver.isReceiving());
+  EXPECT_TRUE(loop.display.receiver.isReceiving());
 }
 
 TEST_P(MTCCable, EveryAnchorIsWhatTheGeneratorFollowedAtThatInstant) {
   loop.start(start());
   loop.world.runFor(20s);
-  ASSERT_GT(loop.anchors.size(), 200U);
-  for (const TimecodeAnchor& anchor : loop.anchors) ASSERT_EQ(anchor.timecode, loop.truthAt(anchor.hostTime));
-  for (std::size_t i = 2; i < loop.anchors.size(); ++i) {
-    const auto gap = loop.world.clock().nanosFromTicks(loop.anchors[i].hostTime - loop.anchors[i - 1].hostTime);
+  ASSERT_GT(loop.display.anchors.size(), 200U);
+  for (const TimecodeAnchor& anchor : loop.display.anchors) ASSERT_EQ(anchor.timecode, loop.truthAt(anchor.hostTime));
+  for (std::size_t i = 2; i < loop.display.anchors.size(); ++i) {
+    const auto gap =
+        loop.world.clock().nanosFromTicks(loop.display.anchors[i].hostTime - loop.display.anchors[i - 1].hostTime);
     const auto eight = 8 * quarterFrameNanos(start().frameRate);
     // Eight roundings to a tick, and far less than a sample.
     ASSERT_LE(gap > eight ? gap - eight : eight - gap, 8 * 42U);
@@ -121,8 +109,8 @@ TEST_P(MTCCable, AStopLeavesTheFrameOfTheLastPacket) {
     loop.generator.stop();
     const HostTime end = loop.now();
     loop.world.runFor(200ms);
-    ASSERT_FALSE(loop.receiver.isReceiving());
-    const TimecodeAnchor stopped = *loop.receiver.currentAnchor();
+    ASSERT_FALSE(loop.display.receiver.isReceiving());
+    const TimecodeAnchor stopped = *loop.display.receiver.currentAnchor();
     EXPECT_LE(loop.out.received().back().at, end) << "what was sent ahead is dropped";
     EXPECT_EQ(stopped.hostTime, loop.out.received().back().at);
     const Timecode truth = followed.extrapolated(stopped.hostTime, loop.world.clock());
@@ -139,15 +127,16 @@ TEST_P(MTCCable, ACorrectionOfAFrameDoesNothingAndOneOfTwoLocates) {
   loop.generator.update({loop.truthAt(loop.now()).advanced(1), loop.now()});
   loop.world.runFor(500ms);
   EXPECT_EQ(fullFrames(), 1U);
-  EXPECT_TRUE(loop.receiver.isReceiving());
-  EXPECT_EQ(loop.anchors.back().timecode, before.extrapolated(loop.anchors.back().hostTime, loop.world.clock()));
+  EXPECT_TRUE(loop.display.receiver.isReceiving());
+  EXPECT_EQ(loop.display.anchors.back().timecode,
+            before.extrapolated(loop.display.anchors.back().hostTime, loop.world.clock()));
 
   const Timecode aim = before.extrapolated(loop.now(), loop.world.clock()).advanced(2);
   loop.generator.update({aim, loop.now()});
   loop.world.runFor(1us);  // An instant between two ticks leaves with the next.
   EXPECT_EQ(fullFrames(), 2U);
-  EXPECT_EQ(loop.receiver.currentAnchor()->timecode, aim);
-  EXPECT_FALSE(loop.receiver.isReceiving());
+  EXPECT_EQ(loop.display.receiver.currentAnchor()->timecode, aim);
+  EXPECT_FALSE(loop.display.receiver.isReceiving());
   // What was sent ahead drains for 100 ms; then the stream is there.
   loop.world.runFor(100ms + kStartTime);
   loop.expectTruth(2s);
@@ -177,7 +166,7 @@ TEST(MTCCableWithFaults, ALongAndUnevenCableShowsWhatIsOnItsWay) {
 TEST(MTCCableWithFaults, ALossyCableNeverShowsAWrongFrame) {
   Loop loop({.seed = 33}, {.loss = 0.01});
   loop.start(kStart);
-  ASSERT_TRUE(loop.world.runUntil([&] { return loop.receiver.isReceiving(); }, 2s));
+  ASSERT_TRUE(loop.world.runUntil([&] { return loop.display.receiver.isReceiving(); }, 2s));
   loop.expectTruth(30s);
 }
 

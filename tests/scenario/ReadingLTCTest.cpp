@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "reader/ReaderSettingsForm.h"
+#include "scenario/DisplayTick.h"
 #include "support/Cards.h"
 #include "support/LTCInput.h"
 #include "support/Wall.h"
@@ -24,8 +25,6 @@ using namespace std::chrono_literals;
 /// Time from the start of code within which a card need not show it yet: libltc finds the first frame after silence
 /// only at the end of the second, and audio arrives a quantum late.
 constexpr auto kLockTime = 200ms;
-/// A tick of the display; not quite 16 ms, so that it does not fall on the boundaries of frames again and again.
-constexpr auto kTick = 16'123'457ns;
 
 /// Lets `duration` pass in ticks of the display and expects the card to show the truth at each.
 void expectTruth(Wall& wall, ReaderInstance& card, LTCInput& input, double actualRate,

@@ -7,13 +7,12 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
-#include <optional>
 #include <string>
 #include <tuple>
-#include <vector>
 
-#include "mtc/MTCReceiver.h"
 #include "platform/simulated/SimulatedWorld.h"
+#include "scenario/DisplayTick.h"
+#include "scenario/MTCDisplay.h"
 #include "support/MTCTransport.h"
 
 namespace tallyrig {
@@ -23,28 +22,16 @@ using namespace std::chrono_literals;
 using enum MTCFrameRate;
 using std::chrono::nanoseconds;
 
-/// A tick of the display; not quite 16 ms, so that it does not fall on the boundaries of frames again and again.
-constexpr auto kTick = 16'123'457ns;
 /// The eight pieces of the first sequence are there after two frames of the slowest rate.
 constexpr auto kTwoFrames = 84ms;
 
 /// A machine, a cable and a receiver.
 struct Rig {
   Rig(SimulatedWorld::Options options, const SimulatedMidiCableOptions& wire)
-      : world(options), cable(world.midi().connect(out, in, wire)) {
-    receiver.setSelectedSource(MIDISourceDevice{in.endpoint(), in.name()});
-    receiver.reconnect();
-    QObject::connect(&receiver, &MTCReceiver::currentAnchorChanged,
-                     [this](const TimecodeAnchor& anchor) { anchors.push_back(anchor); });
-    world.runPending();
-  }
+      : world(options), cable(world.midi().connect(out, in, wire)) {}
 
   nanoseconds instantOf(HostTime time) const {
     return nanoseconds(static_cast<std::int64_t>(world.clock().nanosFromTicks(HostDuration{time.ticks})));
-  }
-  std::optional<Timecode> shown() const {
-    if (!receiver.isReceiving()) return std::nullopt;
-    return receiver.currentAnchor()->extrapolated(world.clock().now(), world.clock());
   }
 
   /// Lets `duration` pass in ticks of the display and expects what the machine played `lag` before each.
@@ -56,7 +43,8 @@ struct Rig {
       const auto truth = machine.truthAt(world.clock().nanos() - lag);
       if (!truth) continue;
       ++compared;
-      if (shown() != truth && ++wrong <= 3) ADD_FAILURE() << "shows " << textOrNone(shown()) << " at " << truth->text();
+      const auto shown = display.shown();
+      if (shown != truth && ++wrong <= 3) ADD_FAILURE() << "shows " << textOrNone(shown) << " at " << truth->text();
     }
     EXPECT_GT(compared, duration / kTick * 9 / 10);
     EXPECT_EQ(wrong, 0) << "of " << compared;
@@ -67,8 +55,7 @@ struct Rig {
   SimulatedMidiSource& in = world.midi().addSource("Machine");
   SimulatedMidiCable& cable;
   MTCTransport machine{world, out};
-  MTCReceiver receiver{world.clock(), world.scheduler(), world.log(), world.midi()};
-  std::vector<TimecodeAnchor> anchors;
+  MTCDisplay display{world, in};
 };
 
 constexpr TickRatio kCoarse{125, 3};
@@ -82,7 +69,7 @@ class EachStartOnEachTick : public testing::TestWithParam<std::tuple<Timecode, T
 TEST_P(EachStartOnEachTick, IsShownFrameForFrame) {
   rig.machine.play(start());
   rig.world.runFor(kTwoFrames);
-  ASSERT_TRUE(rig.receiver.isReceiving());
+  ASSERT_TRUE(rig.display.receiver.isReceiving());
   rig.expectTruth(10s);
   EXPECT_EQ(rig.world.logCount("rejecting"), 0U);
 }
@@ -90,12 +77,12 @@ TEST_P(EachStartOnEachTick, IsShownFrameForFrame) {
 TEST_P(EachStartOnEachTick, EveryAnchorLiesWhereItsFrameBegan) {
   rig.machine.play(start());
   rig.world.runFor(10s);
-  ASSERT_GT(rig.anchors.size(), 100U);
+  ASSERT_GT(rig.display.anchors.size(), 100U);
   const double exact = exactFrameRate(start().frameRate);
-  for (std::size_t i = 0; i < rig.anchors.size(); ++i) {
+  for (std::size_t i = 0; i < rig.display.anchors.size(); ++i) {
     const auto frames = static_cast<std::int64_t>(2 * i);
-    ASSERT_EQ(rig.anchors[i].timecode, start().advanced(frames)) << "no sequence is missed";
-    const nanoseconds off = rig.instantOf(rig.anchors[i].hostTime) - rig.machine.begin() -
+    ASSERT_EQ(rig.display.anchors[i].timecode, start().advanced(frames)) << "no sequence is missed";
+    const nanoseconds off = rig.instantOf(rig.display.anchors[i].hostTime) - rig.machine.begin() -
                             nanoseconds(std::llround(static_cast<double>(frames) / exact * 1e9));
     ASSERT_LE(std::abs(off.count()), MTCTransport::kSample.count()) << frames;
   }
@@ -105,13 +92,13 @@ TEST_P(EachStartOnEachTick, AStopLeavesTheFrameOfTheLastQuarterFrame) {
   for (int stop = 0; stop < 40; ++stop) {
     rig.machine.play(start());
     rig.world.runFor(200ms + nanoseconds(rig.world.random()() % 200'000'000));
-    ASSERT_TRUE(rig.receiver.isReceiving());
+    ASSERT_TRUE(rig.display.receiver.isReceiving());
     rig.machine.stop();
     rig.world.runFor(100ms);
-    ASSERT_FALSE(rig.receiver.isReceiving());
+    ASSERT_FALSE(rig.display.receiver.isReceiving());
     const auto truth = rig.machine.truthAtLastPiece();
     if (truth) {
-      EXPECT_EQ(rig.receiver.currentAnchor()->timecode, *truth);
+      EXPECT_EQ(rig.display.receiver.currentAnchor()->timecode, *truth);
     }
   }
   EXPECT_EQ(rig.world.logCount("confirmed quarter-frame input timeout"), 40U);
@@ -149,7 +136,7 @@ TEST(ReadingMTC, AWireThatTakesMoreOrLessTimeIsNeverAFrameOff) {
     const auto newest = rig.machine.truthAt(rig.world.clock().nanos());
     const auto oldest = rig.machine.truthAt(rig.world.clock().nanos() - kJitter);
     if (newest && oldest) {
-      ASSERT_THAT(rig.shown(), testing::AnyOf(newest, oldest));
+      ASSERT_THAT(rig.display.shown(), testing::AnyOf(newest, oldest));
     }
   }
   EXPECT_EQ(rig.world.logCount("rejecting"), 0U) << "less than one and a half periods is steady enough";
@@ -160,8 +147,8 @@ TEST(ReadingMTC, AThreadThatReadsSeldomMovesNothing) {
   rig.machine.play(kStart);
   rig.world.runFor(kTwoFrames + 21ms);
   rig.expectTruth(5s);
-  for (std::size_t i = 0; i < rig.anchors.size(); ++i) {
-    ASSERT_EQ(rig.instantOf(rig.anchors[i].hostTime), rig.machine.begin() + i * 80ms);
+  for (std::size_t i = 0; i < rig.display.anchors.size(); ++i) {
+    ASSERT_EQ(rig.instantOf(rig.display.anchors[i].hostTime), rig.machine.begin() + i * 80ms);
   }
 }
 
@@ -175,11 +162,11 @@ TEST(ReadingMTC, AWireWithoutStampsShowsTheTimeOfReceipt) {
 TEST(ReadingMTC, LostMessagesCostSequencesAndNeverTheFrame) {
   Rig rig({.seed = 10}, {.loss = 0.01});
   rig.machine.play(kStart);
-  ASSERT_TRUE(rig.world.runUntil([&] { return rig.receiver.isReceiving(); }, 2s));
+  ASSERT_TRUE(rig.world.runUntil([&] { return rig.display.receiver.isReceiving(); }, 2s));
   rig.expectTruth(60s);
   // 92 of 100 sequences of eight arrive whole.
-  EXPECT_GT(rig.anchors.size(), 660U);
-  EXPECT_LT(rig.anchors.size(), 720U);
+  EXPECT_GT(rig.display.anchors.size(), 660U);
+  EXPECT_LT(rig.display.anchors.size(), 720U);
 }
 
 TEST(ReadingMTC, ACutIsAStopAtItsFrameAndTheReturnRunsOn) {
@@ -190,9 +177,9 @@ TEST(ReadingMTC, ACutIsAStopAtItsFrameAndTheReturnRunsOn) {
     rig.cable.cut();
     const auto last = rig.machine.truthAtLastPiece();
     rig.world.runFor(away);
-    EXPECT_FALSE(rig.receiver.isReceiving());
+    EXPECT_FALSE(rig.display.receiver.isReceiving());
     if (last) {
-      EXPECT_EQ(rig.receiver.currentAnchor()->timecode, *last);
+      EXPECT_EQ(rig.display.receiver.currentAnchor()->timecode, *last);
     }
     rig.cable.restore();
     rig.world.runFor(2 * kTwoFrames);
@@ -204,8 +191,8 @@ TEST(ReadingMTC, ALocateWhileStoppedMovesThePositionAndPlayRunsFromThere) {
   Rig rig({.seed = 12}, {.longestSysExPacket = 3});
   rig.machine.locate({1, 2, 3, 4, fps30});
   rig.world.runFor(1s);
-  EXPECT_EQ(rig.receiver.currentAnchor()->timecode, (Timecode{1, 2, 3, 4, fps30}));
-  EXPECT_FALSE(rig.receiver.isReceiving());
+  EXPECT_EQ(rig.display.receiver.currentAnchor()->timecode, (Timecode{1, 2, 3, 4, fps30}));
+  EXPECT_FALSE(rig.display.receiver.isReceiving());
   rig.machine.play({1, 2, 3, 4, fps30});
   rig.world.runFor(kTwoFrames);
   rig.expectTruth(2s);
@@ -217,7 +204,7 @@ TEST(ReadingMTC, AnotherRateIsTakenUpWithItsFirstSequence) {
     rig.machine.play({5, 6, 7, 8, rate});
     rig.world.runFor(kTwoFrames);
     rig.expectTruth(2s);
-    EXPECT_EQ(rig.receiver.currentAnchor()->timecode.frameRate, rate);
+    EXPECT_EQ(rig.display.receiver.currentAnchor()->timecode.frameRate, rate);
   }
   EXPECT_EQ(rig.world.logCount("timeout"), 0U) << "the stream never paused";
 }

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "mtc/MTCQuarterFrame.h"
+#include "scenario/DisplayTick.h"
 #include "support/Cards.h"
 #include "support/MTCListener.h"
 #include "support/Wall.h"
@@ -27,8 +28,6 @@ using namespace std::chrono_literals;
 using enum MTCFrameRate;
 using std::chrono::nanoseconds;
 
-/// A tick of the display; not quite 16 ms, so that it does not fall on the boundaries of frames again and again.
-constexpr auto kTick = 16'123'457ns;
 /// At 48 kHz.
 constexpr std::uint64_t kSampleNanos = 20'833;
 

@@ -22,13 +22,6 @@ void MidiSendTable::setDestinations(bool available, const std::vector<MidiEndpoi
   for (const auto& listed : destinations) destinations_[listed.endpoint] = std::move(before[listed.endpoint]);
 }
 
-void MidiSendTable::setSchedule(MIDIEndpointRef destination, std::shared_ptr<MidiSchedule> schedule) {
-  const std::lock_guard lock(mutex_);
-  if (const auto found = destinations_.find(destination); found != destinations_.end()) {
-    found->second.schedule = std::move(schedule);
-  }
-}
-
 void MidiSendTable::setFailed(MIDIEndpointRef destination) {
   const std::lock_guard lock(mutex_);
   if (const auto found = destinations_.find(destination); found != destinations_.end()) {

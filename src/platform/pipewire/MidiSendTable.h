@@ -23,7 +23,6 @@ class MidiSendTable {
 
   /// The schedules of destinations that are not listed any more go.
   void setDestinations(bool available, const std::vector<MidiEndpointDescription>& destinations);
-  void setSchedule(MIDIEndpointRef destination, std::shared_ptr<MidiSchedule> schedule);
   /// The next sender is told -EPIPE; the one after it opens the destination anew.
   void setFailed(MIDIEndpointRef destination);
   /// Takes the schedule away if nothing waits in it; false if something does.

@@ -52,12 +52,22 @@ QQuickItem* in(const UiRig& rig, QQuickWindow* window, const QString& name) {
   return rig.find(name, window->contentItem());
 }
 
-TEST(GlobalSettings, OpensByButtonMenuAndKeysAndClosesByEscape) {
+/// The window of the global settings, opened by its button, in the light look.
+class GlobalSettings : public testing::Test {
+ protected:
+  void SetUp() override {
+    rig.open();
+    rig.store().setAppearanceOverride(AppearanceMode::light);
+    rig.click(rig.find("globalSettings"));
+    settings = rig.windowTitled("Settings");
+    ASSERT_NE(settings, nullptr);
+  }
+
   UiRig rig;
-  rig.open();
-  rig.click(rig.find("globalSettings"));
-  QQuickWindow* settings = rig.windowTitled("Settings");
-  ASSERT_NE(settings, nullptr);
+  QQuickWindow* settings = nullptr;
+};
+
+TEST_F(GlobalSettings, OpensByButtonMenuAndKeysAndClosesByEscape) {
   EXPECT_EQ(settings->size(), QSize(360, 400));
   EXPECT_EQ(settings->minimumSize(), settings->maximumSize());
   EXPECT_TRUE(settings->flags().testFlag(Qt::WindowCloseButtonHint));
@@ -73,12 +83,7 @@ TEST(GlobalSettings, OpensByButtonMenuAndKeysAndClosesByEscape) {
   EXPECT_NE(rig.windowTitled("Settings"), nullptr);
 }
 
-TEST(GlobalSettings, StandsInTheMiddleOfTheScreenAndOnceMoreWhenItHasSettled) {
-  UiRig rig;
-  rig.open();
-  rig.click(rig.find("globalSettings"));
-  QQuickWindow* settings = rig.windowTitled("Settings");
-  ASSERT_NE(settings, nullptr);
+TEST_F(GlobalSettings, StandsInTheMiddleOfTheScreenAndOnceMoreWhenItHasSettled) {
   // How thick its frame is shows only later.
   EXPECT_LE((settings->frameGeometry().center() - centreOfScreen()).manhattanLength(), 4);
   settings->setPosition(3, 3);
@@ -93,12 +98,7 @@ TEST(GlobalSettings, StandsInTheMiddleOfTheScreenAndOnceMoreWhenItHasSettled) {
   EXPECT_LE((rig.windowTitled("Settings")->frameGeometry().center() - centreOfScreen()).manhattanLength(), 4);
 }
 
-TEST(GlobalSettings, PartThatMovesToASecondWindowCentresThatOneToo) {
-  UiRig rig;
-  rig.open();
-  rig.click(rig.find("globalSettings"));
-  QQuickWindow* settings = rig.windowTitled("Settings");
-  ASSERT_NE(settings, nullptr);
+TEST_F(GlobalSettings, PartThatMovesToASecondWindowCentresThatOneToo) {
   const auto parts = settings->findChildren<AppWindowCentering*>();
   ASSERT_EQ(parts.size(), 1);
   QQuickWindow other;
@@ -112,24 +112,14 @@ TEST(GlobalSettings, PartThatMovesToASecondWindowCentresThatOneToo) {
   parts.front()->setParentItem(settings->contentItem());
 }
 
-TEST(GlobalSettings, CanNotBeMinimisedAlsoAfterItsContentsChange) {
-  UiRig rig;
-  rig.open();
-  rig.click(rig.find("globalSettings"));
-  QQuickWindow* settings = rig.windowTitled("Settings");
-  ASSERT_NE(settings, nullptr);
+TEST_F(GlobalSettings, CanNotBeMinimisedAlsoAfterItsContentsChange) {
   rig.click(in(rig, settings, "appearanceDark"));
   rig.click(in(rig, settings, "segmentLarge"));
   EXPECT_TRUE(settings->flags().testFlag(Qt::WindowCloseButtonHint));
   EXPECT_FALSE(settings->flags().testFlag(Qt::WindowMinimizeButtonHint));
 }
 
-TEST(GlobalSettings, ChoosesAppearanceAndTileSize) {
-  UiRig rig;
-  rig.open();
-  rig.click(rig.find("globalSettings"));
-  QQuickWindow* settings = rig.windowTitled("Settings");
-  ASSERT_NE(settings, nullptr);
+TEST_F(GlobalSettings, ChoosesAppearanceAndTileSize) {
   rig.click(in(rig, settings, "appearanceDark"));
   EXPECT_EQ(rig.store().appearanceOverride(), AppearanceMode::dark);
   EXPECT_TRUE(rig.appearance->dark());
@@ -142,12 +132,7 @@ TEST(GlobalSettings, ChoosesAppearanceAndTileSize) {
   EXPECT_EQ(rig.card(0).settings().tileSize, TileSize::large);
 }
 
-TEST(GlobalSettings, ClearAllReadersAsksFirst) {
-  UiRig rig;
-  rig.open();
-  rig.click(rig.find("globalSettings"));
-  QQuickWindow* settings = rig.windowTitled("Settings");
-  ASSERT_NE(settings, nullptr);
+TEST_F(GlobalSettings, ClearAllReadersAsksFirst) {
   rig.click(in(rig, settings, "clearAll"));
   QQuickWindow* question = rig.windowTitled("Clear all readers?");
   ASSERT_NE(question, nullptr);
@@ -160,12 +145,8 @@ TEST(GlobalSettings, ClearAllReadersAsksFirst) {
   EXPECT_NE(rig.find("emptyWall"), nullptr);
 }
 
-TEST(GlobalSettings, GroupsAreLabelledPanelsOneBelowTheOther) {
-  UiRig rig;
-  rig.open();
-  rig.store().setAppearanceOverride(AppearanceMode::light);
-  rig.click(rig.find("globalSettings"));
-  QQuickItem* content = rig.windowTitled("Settings")->contentItem();
+TEST_F(GlobalSettings, GroupsAreLabelledPanelsOneBelowTheOther) {
+  QQuickItem* content = settings->contentItem();
   const auto titles = itemsWith(content, "text", "Settings");
   ASSERT_EQ(titles.size(), 1U);
   EXPECT_EQ(fontOf(titles[0]).pixelSize(), 17);
@@ -188,12 +169,7 @@ TEST(GlobalSettings, GroupsAreLabelledPanelsOneBelowTheOther) {
   EXPECT_LE(last, 400);
 }
 
-TEST(GlobalSettings, AppearanceIsOneOfThreeEqualChoices) {
-  UiRig rig;
-  rig.open();
-  rig.store().setAppearanceOverride(AppearanceMode::light);
-  rig.click(rig.find("globalSettings"));
-  QQuickWindow* settings = rig.windowTitled("Settings");
+TEST_F(GlobalSettings, AppearanceIsOneOfThreeEqualChoices) {
   const std::vector<std::pair<QString, QString>> choices{{"System", "circle-half"}, {"Light", "sun"}, {"Dark", "moon"}};
   qreal place = 0;
   for (const auto& [text, symbol] : choices) {

@@ -1,19 +1,11 @@
-#include "player/FileMediaAudioRouter.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <memory>
-#include <optional>
-#include <string>
+#include <system_error>
 #include <vector>
 
-#include "platform/ffmpeg/FFmpegSampleRateConverters.h"
-#include "platform/simulated/SimulatedWorld.h"
-#include "support/AudioWithDefault.h"
-#include "support/SimulatedMediaFiles.h"
+#include "RouterFixture.h"
 
 namespace tallyrig {
 namespace {
@@ -22,52 +14,7 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr auto kNoDevice = "The selected output device could not be configured (Core Audio error -19).";
-
-/// A router with a file of four channels and 20 s at 48 kHz, and two devices: "Desk" with eight outputs, the first of
-/// the list, and "Plug" with two.
-class FileMediaAudioRouterTest : public testing::Test {
- protected:
-  FileMediaAudioRouterTest() {
-    files.files["clip.mov"] = countedMedia(48000, 4, 960'000);
-    for (std::size_t channel = 0; channel < heard.size(); ++channel) {
-      desk.onOutput(channel, [this, channel](std::int64_t, std::span<const float> samples) {
-        for (const float sample : samples) {
-          if (sample != 0) heard[channel].push_back(sample);
-        }
-      });
-    }
-    plug.onOutput(1, [this](std::int64_t, std::span<const float> samples) {
-      for (const float sample : samples) {
-        if (sample != 0) heardOnPlug.push_back(sample);
-      }
-    });
-    router->onReady = [this] { events.push_back("ready"); };
-    router->onBuffering = [this] { events.push_back("buffering"); };
-    router->onFailure = [this](const std::string& text) { events.push_back(text); };
-  }
-
-  std::optional<std::string> prepare() { return router->prepare(stream, {0, 1, 2, 3}, 8, desk.id()); }
-
-  /// Every sample from `frame` of channel `source` on, `samples` being what was heard.
-  void expectCounting(const std::vector<float>& samples, std::int64_t frame, int source) {
-    ASSERT_FALSE(samples.empty());
-    for (std::size_t i = 0; i < samples.size(); ++i)
-      ASSERT_EQ(samples[i], countedSample(frame + static_cast<std::int64_t>(i), source)) << i;
-  }
-
-  SimulatedWorld world;
-  SimulatedDevice& desk = world.audio().addDevice({.name = "Desk", .inputGroups = {8}, .outputGroups = {8}});
-  SimulatedDevice& plug = world.audio().addDevice({.name = "Plug", .outputGroups = {2}});
-  SimulatedMediaFiles files;
-  FFmpegSampleRateConverters converters;
-  StreamingMediaAudio stream{"clip.mov", 48000, 4, 20};
-  std::unique_ptr<FileMediaAudioRouter> router =
-      std::make_unique<FileMediaAudioRouter>(world.audio(), world.scheduler(), files, converters);
-  std::vector<std::vector<float>> heard{8};
-  std::vector<float> heardOnPlug;
-  std::vector<std::string> events;
-};
+using FileMediaAudioRouterTest = RouterFixture;
 
 TEST_F(FileMediaAudioRouterTest, PrimesWithoutBeingHeard) {
   EXPECT_EQ(prepare(), std::nullopt);
@@ -207,255 +154,12 @@ TEST_F(FileMediaAudioRouterTest, TheSameRoutingDisturbsNothing) {
   expectCounting(heard[0], 0, 0);
 }
 
-TEST_F(FileMediaAudioRouterTest, OutputsThatTheDeviceHasNotBecomeNone) {
-  prepare();
-  router->setPlayback(true);
-  world.runFor(100ms);
-  EXPECT_EQ(router->applyRouting(plug.id(), 2, {-5, 1, 2, 3}, 1.0), std::nullopt);
-  world.runFor(1s);
-  expectCounting(heardOnPlug, 48'000, 1);
-  const auto eventCount = events.size();
-  router->applyRouting(plug.id(), 2, {-1, 1, -1, 9}, 2.0);
-  EXPECT_EQ(events.size(), eventCount) << "it is the same routing";
-  EXPECT_FALSE(desk.isRunning());
-}
-
 TEST_F(FileMediaAudioRouterTest, ARoutingWithoutAFileIsKeptForLater) {
   EXPECT_EQ(router->applyRouting(plug.id(), 2, {1}, 0), std::nullopt);
   EXPECT_THAT(events, IsEmpty());
   router->restart(stream, 0, true);
   world.runFor(1s);
   expectCounting(heardOnPlug, 0, 0);
-}
-
-TEST_F(FileMediaAudioRouterTest, WithoutAChoiceTheFirstDeviceOfTheSystemPlays) {
-  EXPECT_EQ(router->prepare(stream, {0}, 8, std::nullopt), std::nullopt);
-  router->setPlayback(true);
-  world.runFor(1s);
-  expectCounting(heard[0], 0, 0);
-}
-
-TEST_F(FileMediaAudioRouterTest, SoundWaitsForAPictureThatIsOnItsWay) {
-  std::optional<double> picture;
-  router->picturePosition = [&] { return picture; };
-  prepare();
-  router->restart(stream, 2, true);
-  world.runFor(500ms);
-  EXPECT_TRUE(router->isReady());
-  EXPECT_THAT(heard[0], IsEmpty());
-  picture = 2;
-  world.runFor(100ms);
-  expectCounting(heard[0], 96'000, 0);
-}
-
-// Of sound from 2 s beside a picture at 2.5 s. Passing over takes two cycles, and the first of them is passed over as
-// well. Half a cycle more is for the way to the first.
-constexpr std::int64_t kFirstBesideLatePicture = 120'000 + 512 + 256;
-
-TEST_F(FileMediaAudioRouterTest, SoundThatComesLaterThanThePicturePassesOverAPiece) {
-  router->picturePosition = [] { return std::optional(2.5); };
-  prepare();
-  router->restart(stream, 2, true);
-  world.runFor(500ms);
-  expectCounting(heard[0], kFirstBesideLatePicture, 0);
-  expectCounting(heard[3], kFirstBesideLatePicture, 3);
-}
-
-TEST_F(FileMediaAudioRouterTest, SoundBeginsWhereThePictureOfASeekStands) {
-  // The first picture after the place is a part of a picture away from it.
-  router->picturePosition = [] { return std::optional(2.02); };
-  prepare();
-  router->restart(stream, 2, true);
-  world.runFor(500ms);
-  expectCounting(heard[0], 96'960 + 256, 0);
-}
-
-TEST_F(FileMediaAudioRouterTest, BesideThePictureSoundBeginsWithItsFirstSample) {
-  for (const double offset : {-0.004, 0.004}) {
-    router->picturePosition = [&] { return std::optional(2 + offset); };
-    prepare();
-    heard[0].clear();
-    router->restart(stream, 2, true);
-    world.runFor(500ms);
-    expectCounting(heard[0], 96'000, 0);
-    router->stop();
-    world.runFor(100ms);
-  }
-}
-
-TEST_F(FileMediaAudioRouterTest, FromAStandstillNoSampleIsPassedOverWithinAPicture) {
-  double picture = 1.965;
-  router->picturePosition = [&] { return std::optional(picture); };
-  prepare();
-  router->restart(stream, 2, false);
-  world.runFor(500ms);
-  router->setPlayback(true);
-  world.runFor(500ms);
-  router->setPlayback(false);
-  const auto heardBefore = heard[0].size();
-  ASSERT_GT(heardBefore, 20'000U);
-  picture = 2 + static_cast<double>(heardBefore) / 48'000 + 0.035;
-  world.runFor(1s);
-  router->setPlayback(true);
-  world.runFor(500ms);
-  EXPECT_GT(heard[0].size(), heardBefore + 20'000);
-  expectCounting(heard[0], 96'000, 0);
-}
-
-TEST_F(FileMediaAudioRouterTest, FromAStandstillSoundIsBroughtToAPictureFurtherAway) {
-  router->picturePosition = [] { return std::optional(2.5); };
-  prepare();
-  router->restart(stream, 2, false);
-  world.runFor(500ms);
-  router->setPlayback(true);
-  world.runFor(500ms);
-  expectCounting(heard[0], kFirstBesideLatePicture, 0);
-}
-
-TEST_F(FileMediaAudioRouterTest, SoundThatIsAheadOfThePictureLetsItCatchUp) {
-  double picture = 1.8;
-  router->picturePosition = [&] { return std::optional(picture); };
-  prepare();
-  router->restart(stream, 2, true);
-  world.runFor(300ms);
-  EXPECT_THAT(heard[0], IsEmpty());
-  picture = 1.99;
-  world.runFor(300ms);
-  EXPECT_THAT(heard[0], IsEmpty());
-  picture = 1.996;
-  world.runFor(300ms);
-  expectCounting(heard[0], 96'000, 0);
-}
-
-TEST_F(FileMediaAudioRouterTest, APictureThatNeverComesDoesNotSilenceTheSoundForLong) {
-  router->picturePosition = [] { return std::optional<double>(); };
-  prepare();
-  router->setPlayback(true);
-  world.runFor(1s);
-  EXPECT_THAT(heard[0], IsEmpty());
-  world.runFor(2s);
-  expectCounting(heard[0], 0, 0);
-}
-
-TEST_F(FileMediaAudioRouterTest, APauseWhileTheSoundWaitsHolds) {
-  std::optional<double> picture;
-  router->picturePosition = [&] { return picture; };
-  prepare();
-  router->setPlayback(true);
-  world.runFor(300ms);
-  router->setPlayback(false);
-  picture = 0;
-  world.runFor(1s);
-  EXPECT_THAT(heard[0], IsEmpty());
-}
-
-/// The same with a system that names its default device.
-class DefaultOutputTest : public FileMediaAudioRouterTest {
- protected:
-  DefaultOutputTest() {
-    router = std::make_unique<FileMediaAudioRouter>(audio, world.scheduler(), files, converters);
-    router->onReady = [this] { events.push_back("ready"); };
-    router->onFailure = [this](const std::string& text) { events.push_back(text); };
-    audio.output = plug.id();
-  }
-  ~DefaultOutputTest() override { router.reset(); }
-
-  void choose(AudioDeviceID device) {
-    audio.output = device;
-    world.audio().announceChange();
-  }
-
-  AudioWithDefault audio{world.audio()};
-};
-
-TEST_F(DefaultOutputTest, WithoutAChoiceItIsTheOneThatPlays) {
-  EXPECT_EQ(router->prepare(stream, {-1, 1}, 2, std::nullopt), std::nullopt);
-  router->setPlayback(true);
-  world.runFor(1s);
-  expectCounting(heardOnPlug, 0, 1);
-  EXPECT_THAT(heard[1], IsEmpty());
-}
-
-TEST_F(DefaultOutputTest, TheSoundFollowsItFromTheSameSample) {
-  router->prepare(stream, {-1, 1}, 2, std::nullopt);
-  router->setPlayback(true);
-  world.runFor(1s);
-  choose(desk.id());
-  world.runFor(1s);
-  ASSERT_FALSE(heard[1].empty());
-  expectCounting(heard[1], static_cast<std::int64_t>(heardOnPlug.size()), 1);
-  EXPECT_THAT(events, ElementsAre("ready", "ready"));
-}
-
-TEST_F(DefaultOutputTest, ItIsFollowedWhilePausedToo) {
-  router->prepare(stream, {-1, 1}, 2, std::nullopt);
-  world.runFor(1s);
-  choose(desk.id());
-  world.runFor(1s);
-  EXPECT_THAT(heard[1], IsEmpty());
-  router->setPlayback(true);
-  world.runFor(1s);
-  expectCounting(heard[1], 0, 1);
-  EXPECT_THAT(heardOnPlug, IsEmpty());
-}
-
-TEST_F(DefaultOutputTest, AChosenDeviceKeepsTheSound) {
-  router->prepare(stream, {-1, 1}, 2, plug.id());
-  router->setPlayback(true);
-  world.runFor(1s);
-  choose(desk.id());
-  world.runFor(1s);
-  EXPECT_THAT(heard[1], IsEmpty());
-  EXPECT_THAT(events, ElementsAre("ready"));
-}
-
-TEST_F(DefaultOutputTest, WhenItsDeviceIsUnpluggedTheSoundGoesOnElsewhere) {
-  router->prepare(stream, {-1, 1}, 2, std::nullopt);
-  router->setPlayback(true);
-  world.runFor(1s);
-  // The system names another only after it.
-  world.audio().unplug(plug);
-  world.runFor(1s);
-  EXPECT_FALSE(heard[1].empty());
-  EXPECT_THAT(events, ElementsAre("ready", "ready"));
-}
-
-TEST_F(FileMediaAudioRouterTest, EachStepOfThePreparationCanFail) {
-  desk.failures().nominalRate = -5;
-  EXPECT_EQ(prepare(), "The selected output device could not be configured (Core Audio error -5).");
-  desk.failures() = {.createIO = -6};
-  EXPECT_EQ(prepare(), "The selected output device could not be configured (Core Audio error -6).");
-  desk.failures() = {.createsNoIO = true};
-  EXPECT_EQ(prepare(), kNoDevice);
-  desk.failures() = {.start = -7};
-  EXPECT_EQ(prepare(), "The selected output device could not be configured (Core Audio error -7).");
-  desk.failures() = {};
-  EXPECT_EQ(router->prepare(stream, {}, 0, desk.id()), "Could not configure the audio output format.");
-  world.runFor(1s);
-  EXPECT_THAT(events, IsEmpty()) << "the caller has been told";
-  EXPECT_EQ(desk.liveIOs(), 0U);
-  EXPECT_EQ(files.opens, 0);
-  EXPECT_EQ(router->stream(), std::nullopt);
-}
-
-TEST_F(FileMediaAudioRouterTest, ARestartThatFailsTellsWhyAndLeavesNothingRunning) {
-  prepare();
-  world.runFor(100ms);
-  events.clear();
-  desk.failures().nominalRate = -5;
-  router->restart(stream, 1, true);
-  EXPECT_THAT(events,
-              ElementsAre("buffering", "The selected output device could not be configured (Core Audio error -5)."));
-  EXPECT_EQ(desk.liveIOs(), 0U);
-  EXPECT_FALSE(router->isReady());
-  EXPECT_FALSE(router->wantsPlayback());
-  world.runFor(1s);
-  EXPECT_EQ(files.openFiles, 0);
-
-  desk.failures() = {};
-  router->restart(stream, 1, true);
-  world.runFor(1s);
-  EXPECT_EQ(events.back(), "ready") << "and it can begin again";
 }
 
 TEST_F(FileMediaAudioRouterTest, AFileThatCannotBeDecodedEndsTheSession) {
@@ -511,58 +215,6 @@ TEST_F(FileMediaAudioRouterTest, AMissingFileFailsAfterItsPreparation) {
   EXPECT_THAT(events, ElementsAre("buffering", std::make_error_code(std::errc::no_such_file_or_directory).message()));
 }
 
-TEST_F(FileMediaAudioRouterTest, ADeviceThatVanishesDuringPlaybackIsAFailure) {
-  prepare();
-  router->setPlayback(true);
-  world.runFor(1s);
-  world.audio().unplug(desk);
-  world.runFor(1s);
-  EXPECT_THAT(events, ElementsAre("buffering", "ready", kNoDevice));
-  EXPECT_EQ(router->stream(), std::nullopt);
-  EXPECT_EQ(files.openFiles, 0);
-
-  EXPECT_EQ(router->applyRouting(plug.id(), 2, {0, 1}, 2.0), std::nullopt);
-  router->setPlayback(true);
-  world.runFor(1s);
-  EXPECT_EQ(events.back(), "ready");
-  expectCounting(heardOnPlug, 96'000, 1);
-}
-
-TEST_F(FileMediaAudioRouterTest, ADeviceThatComesDisturbsNothing) {
-  prepare();
-  router->setPlayback(true);
-  world.runFor(1s);
-  world.audio().addDevice({.name = "Third", .outputGroups = {2}});
-  world.audio().unplug(plug);
-  world.runFor(1s);
-  EXPECT_THAT(events, ElementsAre("buffering", "ready"));
-  expectCounting(heard[0], 0, 0);
-}
-
-TEST_F(FileMediaAudioRouterTest, WithNoDeviceAtAllItFails) {
-  world.audio().unplug(desk);
-  world.audio().unplug(plug);
-  EXPECT_EQ(router->prepare(stream, {0}, 2, std::nullopt), kNoDevice);
-}
-
-TEST_F(FileMediaAudioRouterTest, ADeviceThatChangesItsRateGoesOnFromTheSameSample) {
-  files.files["clip.mov"].sample = [](std::int64_t frame, int) { return static_cast<float>(frame + 1) / 1'000'000; };
-  prepare();
-  router->setPlayback(true);
-  world.runFor(1s);
-  const float last = heard[0].back();
-  heard[0].clear();
-  desk.setRate(96000);
-  world.audio().announceChange();
-  world.runFor(1s);
-  EXPECT_THAT(events, ElementsAre("buffering", "ready", "buffering", "ready"));
-  ASSERT_GT(heard[0].size(), 50'000U);
-  // What was heard between the change and the notice is not repeated: the ramp goes on, at half its slope a sample.
-  EXPECT_NEAR(heard[0][20'000] - heard[0][10'000], 5'000e-6, 1e-6);
-  EXPECT_GT(heard[0].front(), last - 1e-5F);
-  EXPECT_LT(heard[0].front(), last + 0.05F);
-}
-
 TEST_F(FileMediaAudioRouterTest, AFileOfAnotherRatePlaysAtItsOwnSpeed) {
   files.files["clip.mov"] = countedMedia(44100, 1, 441'000);
   files.files["clip.mov"].sample = [](std::int64_t frame, int) { return static_cast<float>(frame) / 441'000; };
@@ -610,20 +262,6 @@ TEST_F(FileMediaAudioRouterTest, TheEndOfTheFileIsSilence) {
   world.runFor(1s);
   EXPECT_EQ(events.back(), "ready");
   EXPECT_EQ(heard[0].size(), 24'000U);
-}
-
-TEST_F(FileMediaAudioRouterTest, ADeviceWithAnEmptyStreamCountsItsRealOutputsOnly) {
-  SimulatedDevice& odd = world.audio().addDevice({.name = "Odd", .outputGroups = {2, 2}, .hasEmptyFirstOutput = true});
-  std::vector<float> third;
-  odd.onOutput(2, [&](std::int64_t, std::span<const float> samples) {
-    for (const float sample : samples) {
-      if (sample != 0) third.push_back(sample);
-    }
-  });
-  router->prepare(stream, {-1, 2}, 4, odd.id());
-  router->setPlayback(true);
-  world.runFor(1s);
-  expectCounting(third, 0, 1);
 }
 
 }  // namespace

@@ -1,14 +1,11 @@
 #include "mtc/MTCInputWorker.h"
 
-#include <array>
 #include <cmath>
 #include <utility>
 
 namespace tallyrig {
 namespace {
 
-/// Seconds from one quarter frame to the next, by the raw value of the rate.
-constexpr std::array kQuarterFrameSeconds{1.0 / 96, 0.01, 1001.0 / 120000, 1.0 / 120};
 constexpr double kMissingQuarterFramesBeforeTimeout = 4.0;
 
 /// How late, in time-outs, one may be judged before the queue itself counts as having stood still.
@@ -79,8 +76,7 @@ void MTCInputWorker::endSystemExclusive(HostTime packetHostTime, HostTime receip
 }
 
 void MTCInputWorker::armTimeout(HostTime receipt) {
-  const double seconds =
-      kMissingQuarterFramesBeforeTimeout * kQuarterFrameSeconds.at(static_cast<std::size_t>(lastFrameRate_));
+  const double seconds = kMissingQuarterFramesBeforeTimeout / quarterFramesPerSecond(lastFrameRate_);
   const HostTime deadline = receipt + clock_.ticksFromNanos(wholeNanos(seconds));
   schedule({++timeoutGeneration_, receipt, deadline, seconds, true});
 }

@@ -2,16 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/desktop/SystemClocks.h"
 #include "platform/pipewire/PipeWireAudioSystem.h"
+#include "support/KeptLog.h"
 #include "support/PipeWireRig.h"
 #include "support/PumpedQueue.h"
 
@@ -27,7 +25,7 @@ class PipeWireFixture : public testing::Test {
     rig_->enter();
   }
 
-  void openSystem() { system_ = std::make_unique<PipeWireAudioSystem>(openPipeWireServer(), queue_, log_); }
+  void openSystem() { system_ = std::make_unique<PipeWireAudioSystem>(openPipeWireServer(), queue_, log_.log()); }
 
   void addDevice(Kind kind, const std::string& name, int channels,
                  const std::map<std::string, std::string>& properties = {}) {
@@ -58,25 +56,13 @@ class PipeWireFixture : public testing::Test {
     return io;
   }
 
-  int logged(std::string_view text) const {
-    const std::lock_guard lock(linesMutex_);
-    return static_cast<int>(
-        std::ranges::count_if(lines_, [&](const std::string& line) { return line.find(text) != std::string::npos; }));
-  }
+  int logged(std::string_view text) const { return log_.count(text); }
 
   std::optional<PipeWireRig> rig_;
   SystemHostClock clock_;
   PumpedQueue queue_;
+  KeptLog log_;
   std::unique_ptr<PipeWireAudioSystem> system_;
-
- private:
-  mutable std::mutex linesMutex_;
-  std::vector<std::string> lines_;
-  SystemWallClock wallClock_;
-  Log log_{clock_, wallClock_, [this](std::string_view line) {
-             const std::lock_guard lock(linesMutex_);
-             lines_.emplace_back(line);
-           }};
 };
 
 }  // namespace tallyrig

@@ -1,10 +1,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <random>
 
 #include "system/LoopProbe.h"
 #include "system/PipeWireFixture.h"
+#include "system/RigFaults.h"
 
 namespace tallyrig {
 namespace {
@@ -196,39 +196,23 @@ TEST_P(PipeWireLoss, WaitingForAServerLeavesNothingBehind) {
 }
 
 TEST_P(PipeWireLoss, NoOrderOfEventsHangsOrCrashes) {
-  constexpr std::uint32_t kSeed = 20261121;
-  std::printf("seed %u\n", kSeed);
-  std::mt19937 random(kSeed);
-  const auto pick = [&](int count) { return std::uniform_int_distribution(0, count - 1)(random); };
-  const std::vector<std::string> names = {"red", "green", "blue"};
+  RigFaults faults(
+      *rig_, [&](const std::string& name) { addDevice(Kind::kDuplex, name, 1 + faults.draw(8)); },
+      [&](const std::string& name) { rig_->remove(name); });
   rig_->start();
   openSystem();
   std::vector<std::unique_ptr<AudioIO>> open;
-  std::vector<std::string> present;
   std::atomic<int> cycles = 0;
   const auto subscription = system_->observeDevices([&] { system_->devices(); });
 
   for (int step = 0; step < 120; ++step) {
-    const bool alive = rig_->serverId() != 0;
-    switch (step % 20 == 19 ? 0 : 1 + pick(7)) {
+    switch (step % 20 == 19 ? 0 : 1 + faults.draw(7)) {
       case 0:
-        if (alive) {
-          rig_->kill();
-        } else {
-          rig_->start();
-        }
+        faults.killOrStart();
         break;
-      case 1: {
-        const auto& name = names[static_cast<std::size_t>(pick(3))];
-        if (!alive) break;
-        if (std::erase(present, name) == 0) {
-          addDevice(Kind::kDuplex, name, 1 + pick(8));
-          present.push_back(name);
-        } else {
-          rig_->remove(name);
-        }
+      case 1:
+        faults.plugOrUnplug();
         break;
-      }
       case 2:
       case 3:
         for (const auto& device : system_->devices()) {
@@ -247,13 +231,13 @@ TEST_P(PipeWireLoss, NoOrderOfEventsHangsOrCrashes) {
         for (const auto& io : open) io->betweenCycles([] {});
         break;
       case 6:
-        if (!open.empty()) open.erase(open.begin() + pick(static_cast<int>(open.size())));
+        if (!open.empty()) open.erase(open.begin() + faults.draw(static_cast<int>(open.size())));
         break;
       default:
         break;
     }
     while (open.size() > 6) open.erase(open.begin());
-    queue_.runUntil([] { return false; }, std::chrono::milliseconds(pick(step % 3 == 0 ? 200 : 2)));
+    queue_.runUntil([] { return false; }, std::chrono::milliseconds(faults.draw(step % 3 == 0 ? 200 : 2)));
   }
   std::printf("%d cycles\n", cycles.load());
   EXPECT_GT(cycles, 0);

@@ -14,6 +14,7 @@
 #include "platform/desktop/AsioScheduler.h"
 #include "platform/desktop/SystemClocks.h"
 #include "platform/pipewire/PipeWireMidiSystem.h"
+#include "support/KeptLog.h"
 #include "support/PipeWireRig.h"
 #include "support/PumpedQueue.h"
 
@@ -87,7 +88,7 @@ class PipeWireMidiFixture : public testing::Test {
   }
 
   void openSystem() {
-    system_ = std::make_unique<PipeWireMidiSystem>(openPipeWireServer(), scheduler_, clock_, log_);
+    system_ = std::make_unique<PipeWireMidiSystem>(openPipeWireServer(), scheduler_, clock_, log_.log());
     ASSERT_EQ(system_->createClient(
                   "test", [this] { ++notices_; }, client_),
               kPlatformOk);
@@ -134,17 +135,8 @@ class PipeWireMidiFixture : public testing::Test {
     queue_.runUntil([] { return false; }, time);
   }
 
-  int logged(std::string_view text) const {
-    const std::lock_guard lock(linesMutex_);
-    return static_cast<int>(
-        std::ranges::count_if(lines_, [&](const std::string& line) { return line.find(text) != std::string::npos; }));
-  }
-  std::string log() const {
-    const std::lock_guard lock(linesMutex_);
-    std::string all;
-    for (const auto& line : lines_) all += line + "\n";
-    return all;
-  }
+  int logged(std::string_view text) const { return log_.count(text); }
+  std::string log() const { return log_.text(); }
 
   std::optional<PipeWireRig> rig_;
   SystemHostClock clock_;
@@ -155,17 +147,7 @@ class PipeWireMidiFixture : public testing::Test {
   MIDIClientRef client_ = 0;
   MIDIPortRef in_ = 0;
   MIDIPortRef out_ = 0;
-
- private:
-  mutable std::mutex linesMutex_;
-  std::vector<std::string> lines_;
-  SystemWallClock wallClock_;
-  Log log_{clock_, wallClock_, [this](std::string_view line) {
-             const std::lock_guard lock(linesMutex_);
-             lines_.emplace_back(line);
-           }};
-
- protected:
+  KeptLog log_;
   /// Last: it uses all the others.
   std::unique_ptr<PipeWireMidiSystem> system_;
 };

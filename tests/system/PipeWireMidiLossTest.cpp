@@ -1,11 +1,11 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <random>
 #include <set>
 #include <thread>
 
 #include "system/PipeWireMidiFixture.h"
+#include "system/RigFaults.h"
 
 namespace tallyrig {
 namespace {
@@ -151,36 +151,20 @@ TEST_P(PipeWireMidiLoss, TheSystemCanGoAtAnyMomentOfALoss) {
 }
 
 TEST_P(PipeWireMidiLoss, NoOrderOfEventsHangsOrCrashes) {
-  constexpr std::uint32_t kSeed = 20261121;
-  std::printf("seed %u\n", kSeed);
-  std::mt19937 random(kSeed);
-  const auto pick = [&](int count) { return std::uniform_int_distribution(0, count - 1)(random); };
-  const std::vector<std::string> names = {"red", "green", "blue"};
+  RigFaults faults(
+      *rig_, [&](const std::string& name) { rig_->add(RigMidiDevice{.name = name, .ports = 1 + faults.draw(3)}); },
+      [&](const std::string& name) { rig_->removeMidi(name); });
   rig_->start();
   openSystem();
-  std::vector<std::string> present;
   int sent = 0;
   for (int step = 0; step < 150; ++step) {
-    const bool alive = rig_->serverId() != 0;
-    switch (step % 25 == 24 ? 0 : 1 + pick(6)) {
+    switch (step % 25 == 24 ? 0 : 1 + faults.draw(6)) {
       case 0:
-        if (alive) {
-          rig_->kill();
-        } else {
-          rig_->start();
-        }
+        faults.killOrStart();
         break;
-      case 1: {
-        const auto& name = names[static_cast<std::size_t>(pick(3))];
-        if (!alive) break;
-        if (std::erase(present, name) == 0) {
-          rig_->add(RigMidiDevice{.name = name, .ports = 1 + pick(3)});
-          present.push_back(name);
-        } else {
-          rig_->removeMidi(name);
-        }
+      case 1:
+        faults.plugOrUnplug();
         break;
-      }
       case 2:
         for (const auto& endpoint : system_->sources()) {
           EXPECT_THAT(system_->connectSource(in_, endpoint.endpoint), AnyOf(kPlatformOk, -ENODEV, -ENOTCONN));
@@ -188,7 +172,7 @@ TEST_P(PipeWireMidiLoss, NoOrderOfEventsHangsOrCrashes) {
         break;
       case 3:
         for (const auto& endpoint : system_->destinations()) {
-          const auto status = send(endpoint.endpoint, {0xF3, 1}, after(milliseconds(pick(200))));
+          const auto status = send(endpoint.endpoint, {0xF3, 1}, after(milliseconds(faults.draw(200))));
           EXPECT_THAT(status, AnyOf(kPlatformOk, -ENODEV, -ENOTCONN, -EPIPE));
           if (status == kPlatformOk) ++sent;
         }
@@ -208,7 +192,7 @@ TEST_P(PipeWireMidiLoss, NoOrderOfEventsHangsOrCrashes) {
         ASSERT_EQ(system_->createInputPort(client_, "in", inbox_.callback(), in_), kPlatformOk);
         break;
     }
-    pause(milliseconds(pick(step % 3 == 0 ? 120 : 3)));
+    pause(milliseconds(faults.draw(step % 3 == 0 ? 120 : 3)));
   }
   std::printf("%d sent, %zu read\n", sent, inbox_.count());
   EXPECT_GT(sent, 0);

@@ -52,7 +52,6 @@ class DeviceEngine {
   /// What the output buffers hold before each callback: silence, unless a test wants to see what a client leaves.
   void setOutputBefore(float value) { outputBefore_ = value; }
   CycleBuffers& input() { return input_; }
-  CycleBuffers& output() { return output_; }
 
   /// The cycle that plays the positions from `position` on and has heard those before it.
   void runCycle(std::int64_t position, std::uint32_t frames, AudioTimeStamp inputTime, AudioTimeStamp outputTime);

@@ -39,9 +39,6 @@ class SimulatedCable {
   /// A cut cable is silent, without noise.
   void cut() { isCut_ = true; }
   void restore() { isCut_ = false; }
-  bool isCut() const { return isCut_; }
-  void setGain(float gain) { options_.gain = gain; }
-  void setNoise(float noise) { options_.noise = noise; }
   void setDelay(std::int64_t samples);
 
   /// Adds to `sum` what arrives from sample position `position` of the destination on.

@@ -74,7 +74,6 @@ class SimulatedDevice {
   void setOutputBefore(float value) { engine_.setOutputBefore(value); }
   /// The buffer keeps its size but its `data` is null.
   void withholdInputData(std::size_t buffer, bool withhold) { engine_.input().withholdData(buffer, withhold); }
-  void withholdOutputData(std::size_t buffer, bool withhold) { engine_.output().withholdData(buffer, withhold); }
   void setName(std::string name) { options_.name = std::move(name); }
   /// What `timing` reports, besides the quantum.
   void setReportedTiming(const AudioSystem::Timing& timing) { timing_ = timing; }

@@ -51,7 +51,6 @@ class SimulatedMidiCable {
   /// A cut cable loses what is sent; what is on the way arrives.
   void cut() { isCut_ = true; }
   void restore() { isCut_ = false; }
-  bool isCut() const { return isCut_; }
   /// For what is sent from now on.
   void setOptions(const SimulatedMidiCableOptions& options) { options_ = options; }
 

@@ -43,7 +43,6 @@ class LTCOutputGenerator : public QObject {
   const std::optional<TimecodeAnchor>& currentAnchor() const { return currentAnchor_; }
   bool isGenerating() const { return isGenerating_; }
   const std::optional<std::string>& errorMessage() const { return errorMessage_; }
-  bool hasSession() const { return session_ != nullptr; }
 
  signals:
   void currentAnchorChanged(const tallyrig::TimecodeAnchor& anchor);

@@ -10,7 +10,11 @@
 namespace tallyrig {
 namespace {
 
-// That are looked at in one file; an honest movie has a few dozen for each track.
+// The walk over atoms is this file's own. That of filetools/Atoms lies in a layer which nothing in platform may know,
+// takes apart what lies in memory and refuses a movie with a reason; here heads are read from the disk, and whatever is
+// not understood is left to FFmpeg.
+
+/// Atoms that are looked at in one file; an honest movie has a few dozen for each track.
 constexpr int kMostAtoms = 16384;
 
 constexpr std::uint32_t typeOf(const char (&text)[5]) {

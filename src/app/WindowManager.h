@@ -18,21 +18,8 @@ namespace tallyrig {
 
 /// Looks after the main window: remembers its frame, makes it fit the cards until the user has sized it by hand, and
 /// gives it the pinned mode, in which it has no frame and floats above all others. Knows which tool windows stand open
-/// and where each stood last. Main thread.
-///
-/// A tool window is a `ToolWindow` in qml/MainWindow.qml with the id "wav-generator", "file-analyser" or
-/// "media-player". Its contents are one line within it:
-///
-///     ToolWindow {
-///         id: fileAnalyser
-///         ...
-///         FileAnalyserView { workflow: window.fileAnalyser }
-///     }
-///
-/// The view is an `Item` that fills the window. It is made when the window opens and destroyed when it closes. A
-/// `property size minimumSize` of the view is the least size of a window that may be sized. Tools menu, title, frame,
-/// Escape and closing are there already; the menu's entry is enabled once there are contents. A view that asks for its
-/// own closing calls `windowManager.dismissWindow("file-analyser")`; an Escape that it accepts does not close.
+/// and where each stood last, by their ids: "wav-generator", "file-analyser" and "media-player", see
+/// qml/ToolWindow.qml. Main thread.
 class WindowManager : public QObject {
   Q_OBJECT
   QML_ELEMENT

@@ -13,7 +13,7 @@ namespace tallyrig {
 
 /// What to write into a movie file, in this order, for it to have one timecode track. Media is neither moved nor
 /// touched, and the old movie header stands until the new one does: between `header` and `retirement` the file must
-/// reach the disk.
+/// reach the disk. A header that stood first, for streaming, stands last after it.
 struct TimecodeTrackEdit {
   struct Write {
     std::uint64_t offset = 0;

@@ -31,6 +31,11 @@ struct TimecodeTrackResult {
 /// whole movie stands at `url`, the old one or the new. A failure after the swap puts the original back, unless
 /// somebody has changed the file again: then the backup stays and the text names it.
 ///
+/// Only this one name of the movie changes: its other hard links keep the old one. A write-protected movie is refused,
+/// although its folder would let it be replaced. What a killed run leaves beside the movie is not cleared by the next
+/// one: nothing tells our copy from what an exchange has just taken out of the movie's place, and that may be another
+/// program's only one.
+///
 /// Blocking, for as long as a copy of the movie takes; any thread but a real-time one. `stop` is heeded until the swap
 /// begins.
 TimecodeTrackResult writeTimecodeTrack(UserFiles& files, const std::filesystem::path& url, const Timecode& timecode,

@@ -2,7 +2,9 @@ import QtQml
 import QtQuick
 import Tallyrig
 
-// A tool window beside the wall, while it stands open. The one element within it is its contents, new at each opening.
+// A tool window beside the wall, while it stands open. The one element within it is its contents, an item that is made
+// at each opening and fills the window; its `property size minimumSize`, if it has one, is the least size of a window
+// that may be sized. An Escape that the contents do not accept closes it.
 Instantiator {
     id: tool
 
@@ -10,7 +12,7 @@ Instantiator {
     required property string windowId
     required property string title
     required property size contentSize
-    // The window has its contents' size; otherwise that is the least one, unless the contents name a smaller.
+    // The window keeps its contents' size; otherwise that is the least one, unless the contents name another.
     property bool isFixed: false
     default property Component content: null
 

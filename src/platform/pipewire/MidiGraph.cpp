@@ -99,7 +99,7 @@ void MidiGraph::makeOutput(const MidiEndpoint& destination) {
   output.session = std::make_unique<MidiSession>(
       connection_, destination, [schedule = output.schedule.get()](const MidiCycle& cycle, spa_data& data) {
         MidiControlWriter writer(data);
-        schedule->emit(cycle, writer);
+        schedule->writeDue(cycle, writer);
         writer.finish();
       });
   connection_.requestUpdate();

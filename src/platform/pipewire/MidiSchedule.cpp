@@ -61,7 +61,7 @@ MidiSchedule::Troubles MidiSchedule::takeTroubles() noexcept {
           .dropped = dropped_.exchange(0, std::memory_order_relaxed)};
 }
 
-void MidiSchedule::emit(const MidiCycle& cycle, Wire& wire) {
+void MidiSchedule::writeDue(const MidiCycle& cycle, Wire& wire) {
   // Before the new messages are taken: those that were added before a flush that is seen are all among them.
   const std::uint64_t generation = generation_.load(std::memory_order_acquire);
   takeNew();

@@ -68,7 +68,7 @@ class MidiSchedule {
   };
   /// Puts onto the wire what is due before the cycle ends. What does not fit waits for the next one; only a message
   /// that is longer than an empty wire is split.
-  void emit(const MidiCycle& cycle, Wire& wire);
+  void writeDue(const MidiCycle& cycle, Wire& wire);
 
  private:
   struct Message {

@@ -48,7 +48,7 @@ struct MidiScheduleTest : testing::Test {
   /// The cycle that begins at that sample.
   auto cycle(std::uint64_t first, std::size_t room = 4000) {
     RecordedWire wire(room);
-    schedule.emit({.start = at(first), .frames = 100, .rate = 1000}, wire);
+    schedule.writeDue({.start = at(first), .frames = 100, .rate = 1000}, wire);
     return wire.events;
   }
 };
@@ -110,7 +110,7 @@ TEST_F(MidiScheduleTest, AMessageOfALeftOutCycleGoesOutAtOnceAndIsCountedAsLate)
 TEST_F(MidiScheduleTest, ACycleThatComesAMillisecondLateMakesNothingLate) {
   add(1, at(200));
   RecordedWire wire(100);
-  schedule.emit({.start = at(201), .frames = 100, .rate = 1000}, wire);
+  schedule.writeDue({.start = at(201), .frames = 100, .rate = 1000}, wire);
   EXPECT_THAT(wire.events, ElementsAre(Pair(0, Bytes{1})));
   EXPECT_EQ(schedule.takeTroubles().late, 0U);
 }
@@ -204,7 +204,7 @@ TEST(MidiScheduleThreads, NothingFromBeforeAFlushGoesOutAfterTheRunningCycle) {
       wire.flushedBelow = flushedBelow;
       {
         const RealtimeScope scope;
-        schedule.emit({.start = at(first), .frames = 100, .rate = 1000}, wire);
+        schedule.writeDue({.start = at(first), .frames = 100, .rate = 1000}, wire);
       }
       ++cycles;
       std::this_thread::yield();
@@ -235,7 +235,7 @@ TEST(MidiScheduleThreads, ManySendersLoseNothing) {
     while (!ends) {
       {
         const RealtimeScope scope;
-        schedule.emit({.start = at(0), .frames = 100, .rate = 1000}, wire);
+        schedule.writeDue({.start = at(0), .frames = 100, .rate = 1000}, wire);
       }
       std::this_thread::yield();
     }

@@ -106,12 +106,12 @@ TEST_F(FileMediaAudioRouterTest, AReadyOfAFormerSessionIsIgnored) {
 }
 
 TEST_F(FileMediaAudioRouterTest, AStaleReadyIsDroppedForEveryOrderOfEvents) {
+  SimulatedMediaFiles media;
+  media.files["clip.mov"] = countedMedia(48000, 4, 960'000);
   for (std::uint64_t seed = 1; seed <= 40; ++seed) {
     SCOPED_TRACE(seed);
     SimulatedWorld other({.seed = seed});
     other.audio().addDevice({.name = "Desk", .outputGroups = {8}});
-    SimulatedMediaFiles media;
-    media.files["clip.mov"] = countedMedia(48000, 4, 960'000);
     FileMediaAudioRouter mine(other.audio(), other.scheduler(), media, converters);
     int session = 0;
     int readyOf = 0;

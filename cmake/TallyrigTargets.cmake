@@ -20,36 +20,42 @@ elseif(TALLYRIG_SANITIZE STREQUAL "thread")
 elseif(NOT TALLYRIG_SANITIZE STREQUAL "")
   message(FATAL_ERROR "TALLYRIG_SANITIZE is address, thread or empty, not ${TALLYRIG_SANITIZE}")
 endif()
+# What a report of the checkers shows are functions and lines; the rest of the debug information takes a fifth of the
+# build's time. The tests' own code runs seldom but is much, and optimising it takes longer than it saves. LLVM's linker
+# takes a quarter of the time of the other.
+set(TALLYRIG_TEST_OPTIONS)
 if(TALLYRIG_SANITIZE)
-  # What a report of the checkers shows are functions and lines; the rest of the debug information takes a fifth of the
-  # build's time.
   add_compile_options(-g1)
+  add_link_options(-fuse-ld=lld)
+  set(TALLYRIG_TEST_OPTIONS -Og)
 endif()
 
-# tallyrig_library(<name> SOURCES <files> [LINKS <public libraries>] [PRIVATE <private libraries>] [PCH <headers>])
+# tallyrig_library(<name> SOURCES <files> [LINKS <public libraries>] [PRIVATE <private libraries>])
 #
-# A folder's library. PRIVATE keeps a third party's headers inside the one folder that may include them.
+# A folder's library. PRIVATE keeps a third party's headers inside the one folder that may include them. Headers among
+# the sources are those with Q_OBJECT; without any the library needs nothing of Qt's code generators.
 function(tallyrig_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE;PCH" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
   target_compile_options(${name} PRIVATE ${TALLYRIG_WARNINGS})
   target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE ${ARG_PRIVATE})
-  if(ARG_PCH)
-    target_precompile_headers(${name} PRIVATE ${ARG_PCH})
+  tallyrig_shares_headers(${name} ${ARG_LINKS})
+  if(ARG_SOURCES MATCHES "\\.h(;|$)")
+    set_target_properties(${name} PROPERTIES AUTOMOC ON)
   endif()
 endfunction()
 
-# tallyrig_test(<name> RING <unit|scenario|system|fuzz> SOURCES <files> LINKS <libraries> [ENVIRONMENT <VAR=value>...])
+# tallyrig_test(<name> RING <unit|scenario|system|disk|fuzz> SOURCES <files> LINKS <libraries> [ENVIRONMENT <VAR=value>...])
 #
 # One GoogleTest program and one ctest entry, labelled with its ring. Every test program carries the real-time guard.
 function(tallyrig_test name)
   cmake_parse_arguments(ARG "" "RING;TIMEOUT" "SOURCES;LINKS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
-  target_compile_options(${name} PRIVATE ${TALLYRIG_WARNINGS})
+  target_compile_options(${name} PRIVATE ${TALLYRIG_WARNINGS} ${TALLYRIG_TEST_OPTIONS})
   target_link_libraries(${name} PRIVATE ${ARG_LINKS} tallyrig_test_support GTest::gmock)
-  target_precompile_headers(${name} PRIVATE <gtest/gtest.h> <gmock/gmock.h> <vector> <string> <memory> <functional>)
+  target_precompile_headers(${name} REUSE_FROM tallyrig_test_support)
   if(NOT TARGET tests_${ARG_RING})
     add_custom_target(tests_${ARG_RING})
   endif()

@@ -16,6 +16,10 @@ class KeptLog {
  public:
   Log& log() { return log_; }
 
+  std::vector<std::string> lines() const {
+    const std::lock_guard lock(mutex_);
+    return lines_;
+  }
   /// Lines that hold `text`.
   int count(std::string_view text) const {
     const std::lock_guard lock(mutex_);
@@ -24,9 +28,8 @@ class KeptLog {
   }
   /// Every line, for the report of a failure.
   std::string text() const {
-    const std::lock_guard lock(mutex_);
     std::string all;
-    for (const auto& line : lines_) all += line + "\n";
+    for (const auto& line : lines()) all += line + "\n";
     return all;
   }
 

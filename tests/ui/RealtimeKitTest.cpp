@@ -5,14 +5,12 @@
 
 #include <QtTest/QTest>
 #include <atomic>
-#include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/desktop/AsioScheduler.h"
-#include "platform/desktop/SystemClocks.h"
 #include "support/FakeRealtimeKit.h"
+#include "support/KeptLog.h"
 #include "support/NoRightToRaise.h"
 #include "support/PrivateBus.h"
 
@@ -40,7 +38,7 @@ class RealtimeKitTest : public testing::Test {
 
   /// Raises both threads by -10, on a thread of its own, while the broker can answer.
   void raiseBoth() {
-    RealtimeKit kit(programsBus(), log_);
+    RealtimeKit kit(programsBus(), log_.log());
     std::atomic<bool> done = false;
     std::thread asker([&] {
       kit.raise(kOne, -10);
@@ -51,64 +49,52 @@ class RealtimeKitTest : public testing::Test {
     asker.join();
   }
 
-  std::vector<std::string> lines() {
-    const std::lock_guard lock(mutex_);
-    return lines_;
-  }
-
   PrivateBus bus_;
-  SystemHostClock clock_;
-  SystemWallClock wallClock_;
-  std::mutex mutex_;
-  std::vector<std::string> lines_;
-  Log log_{clock_, wallClock_, [this](std::string_view line) {
-             const std::lock_guard lock(mutex_);
-             lines_.emplace_back(line);
-           }};
+  KeptLog log_;
 };
 
 TEST_F(RealtimeKitTest, GetsEachThreadItsNiceValue) {
   const FakeRealtimeKit broker(brokersBus(), {.lowest = -15});
   raiseBoth();
   EXPECT_THAT(broker.asked(), ElementsAre(Pair(kOne, -10), Pair(kOther, -10)));
-  EXPECT_THAT(lines(), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(RealtimeKitTest, AsksForNoMoreThanTheBrokerAllows) {
   const FakeRealtimeKit broker(brokersBus(), {.lowest = -4});
   raiseBoth();
   EXPECT_THAT(broker.asked(), ElementsAre(Pair(kOne, -4), Pair(kOther, -4)));
-  EXPECT_THAT(lines(), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(RealtimeKitTest, ARefusalIsLoggedAndAsksForNoOtherThread) {
   const FakeRealtimeKit broker(brokersBus(), {.answer = FakeRealtimeKit::Answer::kRefusal});
   raiseBoth();
   EXPECT_THAT(broker.asked(), ElementsAre(Pair(kOne, -10)));
-  EXPECT_THAT(lines(), ElementsAre(refusal("AccessDenied")));
+  EXPECT_THAT(log_.lines(), ElementsAre(refusal("AccessDenied")));
 }
 
 TEST_F(RealtimeKitTest, AnAbsentBrokerIsLoggedOnce) {
   raiseBoth();
-  EXPECT_THAT(lines(), ElementsAre(refusal("ServiceUnknown")));
+  EXPECT_THAT(log_.lines(), ElementsAre(refusal("ServiceUnknown")));
 }
 
 TEST_F(RealtimeKitTest, ABrokerThatHangsIsLeftAlone) {
   const FakeRealtimeKit broker(brokersBus(), {.answer = FakeRealtimeKit::Answer::kNone});
   raiseBoth();
   EXPECT_THAT(broker.asked(), ElementsAre(Pair(kOne, -10)));
-  EXPECT_THAT(lines(), ElementsAre(refusal("NoReply")));
+  EXPECT_THAT(log_.lines(), ElementsAre(refusal("NoReply")));
 }
 
 TEST_F(RealtimeKitTest, WithoutABusThereIsNoBroker) {
   bus_.end();
   raiseBoth();
-  EXPECT_THAT(lines(), ElementsAre(refusal("Disconnected")));
+  EXPECT_THAT(log_.lines(), ElementsAre(refusal("Disconnected")));
 }
 
 TEST_F(RealtimeKitTest, RaisesTheInteractiveThreadsOfAnOrdinaryUser) {
   const FakeRealtimeKit broker(brokersBus(), {});
-  RealtimeKit kit(programsBus(), log_);
+  RealtimeKit kit(programsBus(), log_.log());
   const NoRightToRaise ordinaryUser;
   AsioScheduler scheduler([&](pid_t thread, int niceValue) { kit.raise(thread, niceValue); });
   ASSERT_TRUE(QTest::qWaitFor([&] { return broker.asked().size() == 2; }, 60'000));
@@ -116,7 +102,7 @@ TEST_F(RealtimeKitTest, RaisesTheInteractiveThreadsOfAnOrdinaryUser) {
   scheduler.makeQueue("Tallyrig.Test", QueuePriority::kUserInteractive)->runSync([&] { interactive = gettid(); });
   EXPECT_THAT(broker.asked(), testing::Contains(Pair(interactive, -10)));
   EXPECT_NE(broker.asked().front().first, broker.asked().back().first);
-  EXPECT_THAT(lines(), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ using std::chrono::nanoseconds;
 
 /// What a repeating timer shares with its events.
 struct RepeatingState {
-  std::shared_ptr<SerialQueue> queue;
+  std::shared_ptr<AsioQueue> queue;
   Task task;
   std::atomic<bool> cancelled{false};
   /// An event stands in the queue and has not begun; others merge into it.
@@ -24,7 +24,7 @@ struct RepeatingState {
 
 void postEvent(const std::shared_ptr<RepeatingState>& state) {
   if (state->cancelled || state->pending.exchange(true)) return;
-  state->queue->post([state] {
+  state->queue->dispatch([state] {
     state->pending = false;
     if (!state->cancelled) state->task();
   });
@@ -53,6 +53,13 @@ AsioQueue::AsioQueue(std::string label, std::shared_ptr<WorkerPool> pool)
 void AsioQueue::post(Task task) {
   if (pool_->isStopping()) return;
   asio::post(strand_, [self = shared_from_this(), task = std::move(task)] {
+    if (!self->pool_->isStopping()) runTask(self->label_, task);
+  });
+}
+
+void AsioQueue::dispatch(Task task) {
+  if (pool_->isStopping()) return;
+  asio::dispatch(strand_, [self = shared_from_this(), task = std::move(task)] {
     if (!self->pool_->isStopping()) runTask(self->label_, task);
   });
 }

@@ -18,6 +18,8 @@ class AsioQueue final : public SerialQueue, public std::enable_shared_from_this<
 
   const std::string& label() const noexcept override { return label_; }
   void post(Task task) override;
+  /// As `post`, but on a thread of the pool the task runs within the call unless another of the queue is running.
+  void dispatch(Task task);
   void postAfter(std::chrono::nanoseconds delay, Task task) override;
   void runSync(const Task& task) override;
   bool isCurrent() const noexcept override { return strand_.running_in_this_thread(); }

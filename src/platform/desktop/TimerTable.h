@@ -12,7 +12,7 @@
 
 namespace tallyrig {
 
-/// A timer in a table. `due` hands one event to the timer's queue.
+/// A timer in a table. `due` hands one event to the timer's queue, which may run it at once.
 struct TimedEvent {
   TimerPlan plan;
   bool repeats = false;

@@ -4,6 +4,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace tallyrig {
@@ -60,17 +62,23 @@ void WorkerPool::setAlarm() {
   });
 }
 
+/// The tasks of repeating timers run within, one after the other: to have each picked up by whichever thread is free
+/// cost more than the tasks. If one of them takes long, the thread that answers the next alarm goes on with the rest.
 void WorkerPool::fireTimers() {
-  std::vector<std::shared_ptr<TimedEvent>> due;
-  {
-    const std::lock_guard lock(timerMutex_);
-    if (stopping_) return;
-    ++timerWakeUps_;
-    alarmTime_.reset();
-    due = timers_.takeDue(std::chrono::steady_clock::now());
-    setAlarm();
+  std::unique_lock lock(timerMutex_);
+  if (stopping_) return;
+  ++timerWakeUps_;
+  alarmTime_.reset();
+  std::ranges::move(timers_.takeDue(std::chrono::steady_clock::now()), std::back_inserter(due_));
+  setAlarm();
+  while (!due_.empty()) {
+    auto event = std::move(due_.front());
+    due_.pop_front();
+    lock.unlock();
+    event->due();
+    event.reset();
+    lock.lock();
   }
-  for (const auto& event : due) event->due();
 }
 
 void WorkerPool::stop() {
@@ -79,6 +87,7 @@ void WorkerPool::stop() {
     const std::lock_guard lock(timerMutex_);
     stopping_ = true;
     dropped = timers_.takeAll();
+    std::ranges::move(std::exchange(due_, {}), std::back_inserter(dropped));
     alarm_.reset();
   }
   dropped.clear();

@@ -7,6 +7,7 @@
 #include <asio/steady_timer.hpp>
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -79,6 +80,8 @@ class WorkerPool {
 
   std::mutex timerMutex_;
   TimerTable timers_;
+  /// Taken out of the table and not begun.
+  std::deque<std::shared_ptr<TimedEvent>> due_;
   /// Absent once the pool is stopping.
   std::optional<asio::steady_timer> alarm_;
   std::optional<TimerTable::Instant> alarmTime_;

@@ -4,13 +4,20 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <set>
 
+#include "Await.h"
 #include "support/NoRightToRaise.h"
 
 namespace tallyrig {
 namespace {
+
+using namespace std::chrono_literals;
+using test::kDeadline;
 
 /// What the threads of a pool with nice value -5 were told, and had; both are whole once the pool has been stopped.
 struct Refusals {
@@ -50,6 +57,23 @@ TEST(WorkerPool, TellsNothingWhereNoNiceValueIsRefused) {
   ordinary.stop();
   background.stop();
   EXPECT_TRUE(refusals.threads.empty());
+}
+
+TEST(WorkerPool, AnEventThatTakesLongHoldsUpNoOther) {
+  std::promise<void> release;
+  std::promise<bool> released;
+  std::once_flag first;
+  WorkerPool pool("busy", 0);
+  // Both are due at one instant.
+  const TimerPlan plan({.interval = 2ms, .first = 20ms}, std::chrono::steady_clock::now());
+  pool.addTimer(std::make_shared<TimedEvent>(TimedEvent{
+      .plan = plan, .repeats = true, .due = [&] {
+        std::call_once(
+            first, [&] { released.set_value(release.get_future().wait_for(kDeadline) == std::future_status::ready); });
+      }}));
+  pool.addTimer(std::make_shared<TimedEvent>(TimedEvent{.plan = plan, .due = [&] { release.set_value(); }}));
+  EXPECT_TRUE(released.get_future().get());
+  pool.stop();
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ struct RepeatingState {
   std::atomic<bool> pending{false};
 };
 
-void postEvent(const std::shared_ptr<RepeatingState>& state) {
+void beginEvent(const std::shared_ptr<RepeatingState>& state) {
   if (state->cancelled || state->pending.exchange(true)) return;
   state->queue->dispatch([state] {
     state->pending = false;
@@ -50,18 +50,18 @@ class AsioTimer final : public RepeatingTimer {
 AsioQueue::AsioQueue(std::string label, std::shared_ptr<WorkerPool> pool)
     : label_(std::move(label)), pool_(std::move(pool)), strand_(pool_->context().get_executor()) {}
 
-void AsioQueue::post(Task task) {
-  if (pool_->isStopping()) return;
-  asio::post(strand_, [self = shared_from_this(), task = std::move(task)] {
+auto AsioQueue::guarded(Task task) {
+  return [self = shared_from_this(), task = std::move(task)] {
     if (!self->pool_->isStopping()) runTask(self->label_, task);
-  });
+  };
+}
+
+void AsioQueue::post(Task task) {
+  if (!pool_->isStopping()) asio::post(strand_, guarded(std::move(task)));
 }
 
 void AsioQueue::dispatch(Task task) {
-  if (pool_->isStopping()) return;
-  asio::dispatch(strand_, [self = shared_from_this(), task = std::move(task)] {
-    if (!self->pool_->isStopping()) runTask(self->label_, task);
-  });
+  if (!pool_->isStopping()) asio::dispatch(strand_, guarded(std::move(task)));
 }
 
 void AsioQueue::postAfter(nanoseconds delay, Task task) {
@@ -92,7 +92,7 @@ std::unique_ptr<RepeatingTimer> AsioQueue::repeat(TimerSchedule schedule, Task t
   state->task = std::move(task);
   auto event = std::make_shared<TimedEvent>(TimedEvent{.plan = TimerPlan(schedule, std::chrono::steady_clock::now()),
                                                        .repeats = true,
-                                                       .due = [state] { postEvent(state); }});
+                                                       .due = [state] { beginEvent(state); }});
   pool_->addTimer(event);
   return std::make_unique<AsioTimer>(pool_, std::move(event), std::move(state));
 }

@@ -26,6 +26,9 @@ class AsioQueue final : public SerialQueue, public std::enable_shared_from_this<
   [[nodiscard]] std::unique_ptr<RepeatingTimer> repeat(TimerSchedule schedule, Task task) override;
 
  private:
+  /// The task as the strand runs it: not once the pool is stopping.
+  auto guarded(Task task);
+
   const std::string label_;
   const std::shared_ptr<WorkerPool> pool_;
   asio::strand<asio::io_context::executor_type> strand_;

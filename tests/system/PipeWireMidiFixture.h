@@ -36,9 +36,10 @@ class PumpedScheduler : public Scheduler {
   AsioScheduler workers_;
 };
 
-/// What a port has read. Any thread.
+/// What a port has read, message by message: what comes late comes together, in one packet. Any thread.
 class MidiInbox {
  public:
+  /// A message, or a part of a long one.
   struct Packet {
     HostTime instant;
     HostTime read;
@@ -51,10 +52,7 @@ class MidiInbox {
     return [this](std::span<const MidiPacket> packets) {
       const HostTime now = clock_.now();
       const std::lock_guard lock(mutex_);
-      for (const auto& packet : packets) {
-        packets_.push_back(
-            {.instant = packet.hostTime, .read = now, .bytes = {packet.bytes.begin(), packet.bytes.end()}});
-      }
+      for (const auto& packet : packets) add(packet, now);
     };
   }
 
@@ -74,6 +72,17 @@ class MidiInbox {
   }
 
  private:
+  void add(const MidiPacket& packet, HostTime now) {
+    constexpr std::uint8_t kStatus = 0x80;
+    constexpr std::uint8_t kEndOfExclusive = 0xF7;
+    for (std::size_t index = 0; index < packet.bytes.size(); ++index) {
+      const std::uint8_t byte = packet.bytes[index];
+      const bool begins = byte >= kStatus && byte != kEndOfExclusive;
+      if (index == 0 || begins) packets_.push_back({.instant = packet.hostTime, .read = now, .bytes = {}});
+      packets_.back().bytes.push_back(byte);
+    }
+  }
+
   const HostClock& clock_;
   mutable std::mutex mutex_;
   std::vector<Packet> packets_;

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "scenario/Start.h"
 #include "support/Cards.h"
 #include "support/HeardOutput.h"
 #include "support/MTCListener.h"
@@ -15,7 +16,6 @@
 
 namespace tallyrig {
 
-constexpr Timecode kStart{10, 0, 0, 0, MTCFrameRate::fps25};
 /// From the return of the code to the lock: two sequences.
 constexpr std::chrono::milliseconds kRelock{165};
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "scenario/DisplayTick.h"
+#include "scenario/Start.h"
 #include "support/Cards.h"
 #include "support/HeardOutput.h"
 #include "support/LTCSignal.h"
@@ -21,8 +22,6 @@ constexpr std::uint32_t kQuantum = 256;
 /// From the return of the code to the lock: a loss that lasted is forgotten, the first frame is found at the end of the
 /// second or third, and three frames must agree.
 constexpr std::chrono::milliseconds kRelock{350};
-
-constexpr Timecode kStart{10, 0, 0, 0, MTCFrameRate::fps25};
 
 /// One card on input 0 of a desk that emits on output 4.
 class JamSync : public testing::Test {

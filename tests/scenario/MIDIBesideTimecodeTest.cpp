@@ -11,6 +11,7 @@
 
 #include "mtc/MTCQuarterFrame.h"
 #include "scenario/DisplayTick.h"
+#include "scenario/Start.h"
 #include "support/Cards.h"
 #include "support/MTCTransport.h"
 #include "support/Wall.h"
@@ -21,8 +22,6 @@ namespace {
 using namespace std::chrono_literals;
 using enum MTCFrameRate;
 using std::chrono::nanoseconds;
-
-constexpr Timecode kStart{10, 0, 0, 0, fps25};
 
 /// What a card showed at each tick of the display.
 struct Shown {

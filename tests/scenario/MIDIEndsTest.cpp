@@ -11,6 +11,7 @@
 #include <tuple>
 #include <vector>
 
+#include "scenario/Start.h"
 #include "support/Cards.h"
 #include "support/MTCListener.h"
 #include "support/MTCTransport.h"
@@ -21,8 +22,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using enum MTCFrameRate;
-
-constexpr Timecode kStart{10, 0, 0, 0, fps25};
 
 /// Three cards that send; the first two to `Lights` and `Sound`, the third wherever the test says.
 class MIDIEnds : public testing::Test {

@@ -16,6 +16,7 @@
 #include "platform/simulated/SimulatedWorld.h"
 #include "scenario/DisplayTick.h"
 #include "scenario/MTCDisplay.h"
+#include "scenario/Start.h"
 
 namespace tallyrig {
 namespace {
@@ -151,8 +152,6 @@ INSTANTIATE_TEST_SUITE_P(EachRateAndTick, MTCCable,
                            return "Rate" + std::to_string(static_cast<int>(std::get<0>(each.param).frameRate)) +
                                   "Tick" + std::to_string(std::get<1>(each.param).numerator);
                          });
-
-constexpr Timecode kStart{10, 0, 0, 0, fps25};
 
 TEST(MTCCableWithFaults, ALongAndUnevenCableShowsWhatIsOnItsWay) {
   constexpr auto kLongest = 7ms + 5ms;

@@ -13,6 +13,7 @@
 
 #include "reader/ReaderSettingsForm.h"
 #include "scenario/DisplayTick.h"
+#include "scenario/Start.h"
 #include "support/Cards.h"
 #include "support/LTCInput.h"
 #include "support/Wall.h"
@@ -114,7 +115,6 @@ class ReadingLTC : public testing::Test {
   SimulatedWorld& world = wall.world;
   SimulatedDevice& desk =
       world.audio().addDevice({.name = "Desk", .inputGroups = {8}, .outputGroups = {8}, .quantum = 256});
-  static constexpr Timecode kStart{10, 0, 0, 0, MTCFrameRate::fps25};
 };
 
 TEST_F(ReadingLTC, ACutFreezesTheLastFrameAndTheReturnRunsOn) {

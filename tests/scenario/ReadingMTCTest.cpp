@@ -13,6 +13,7 @@
 #include "platform/simulated/SimulatedWorld.h"
 #include "scenario/DisplayTick.h"
 #include "scenario/MTCDisplay.h"
+#include "scenario/Start.h"
 #include "support/MTCTransport.h"
 
 namespace tallyrig {
@@ -116,8 +117,6 @@ INSTANTIATE_TEST_SUITE_P(Everywhere, EachStartOnEachTick,
                                   std::to_string(start.hours) + "Tick" +
                                   std::to_string(std::get<1>(each.param).numerator);
                          });
-
-constexpr Timecode kStart{10, 0, 0, 0, fps25};
 
 TEST(ReadingMTC, AWireThatTakesTimeShowsWhatArrives) {
   Rig rig({.seed = 6}, {.latency = 7ms});

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "reader/ReaderSettingsForm.h"
+#include "scenario/Start.h"
 #include "support/Cards.h"
 #include "support/HeardOutput.h"
 #include "support/LTCInput.h"
@@ -32,7 +33,6 @@ class Reemitting : public testing::Test {
   SimulatedWorld& world = wall.world;
   SimulatedDevice& desk =
       world.audio().addDevice({.name = "Desk", .inputGroups = {8}, .outputGroups = {8}, .quantum = 256});
-  static constexpr Timecode kStart{10, 0, 0, 0, MTCFrameRate::fps25};
 
   bool isSilent(const HeardOutput& output, std::chrono::nanoseconds since) const {
     return desk.timeOf(output.soundEnd()) + world.clock().ticksFromNanos(static_cast<std::uint64_t>(since.count())) <

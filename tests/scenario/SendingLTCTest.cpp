@@ -11,6 +11,7 @@
 #include <tuple>
 #include <vector>
 
+#include "scenario/Start.h"
 #include "support/Cards.h"
 #include "support/ExactOutput.h"
 #include "support/HeardOutput.h"
@@ -141,8 +142,6 @@ TEST_P(EachLine, CarriesTheCodeToTheSample) {
   EXPECT_EQ(textOrNone(reader.currentTimecode()), textOrNone(generator.currentTimecode()));
   EXPECT_TRUE(wall.reservations->owners().empty());
 }
-
-constexpr Timecode kStart{10, 0, 0, 0, MTCFrameRate::fps25};
 
 std::vector<Line> atEachQuantum() {
   std::vector<Line> lines;

@@ -1,11 +1,15 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tallyrig {
+
+/// A duration of 64 bits that is not known.
+inline constexpr std::uint64_t kUnknownTime = std::numeric_limits<std::uint64_t>::max();
 
 /// Pieces of movie files, each as its bytes.
 std::string number16(std::uint64_t number);

@@ -13,12 +13,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr int kQuantum = 1024;
 constexpr std::uint64_t kSampleNanos = 20'834;
 constexpr int kAnchors = 30;
-/// A busy machine can make the server leave out a cycle, and messages with it. What is wrong on our side is wrong in
-/// every attempt.
-constexpr int kAttempts = 3;
 
 class MTCOnPipeWire : public testing::TestWithParam<MTCFrameRate> {};
 

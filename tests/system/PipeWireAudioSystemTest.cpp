@@ -10,9 +10,6 @@
 namespace tallyrig {
 namespace {
 
-/// A run in which the server left cycles out says nothing about our side and is repeated.
-constexpr int kAttempts = 5;
-
 class PipeWireIO : public PipeWireFixture {
  protected:
   void SetUp() override { startRig({}); }

@@ -36,10 +36,6 @@ INSTANTIATE_TEST_SUITE_P(Devices, PipeWireLoop,
                                          LoopCase{.channels = 2, .quantum = 8192}, LoopCase{.rate = 44100},
                                          LoopCase{.quantum = 2048, .rate = 96000}));
 
-/// The server of a busy machine can lose a client's cycle in a way that no stamp shows. What is wrong on our side is
-/// wrong in every attempt.
-constexpr int kAttempts = 3;
-
 TEST_P(PipeWireLoop, WhatIsPlayedAtAnInstantIsRecordedAtThatInstant) {
   const LoopCase& loop = GetParam();
   startRig({.rate = loop.rate, .quantum = loop.quantum, .sessionManager = loop.sessionManager});

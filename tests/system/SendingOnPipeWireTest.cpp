@@ -21,13 +21,9 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr double kRate = 48000;
-constexpr int kQuantum = 1024;
 constexpr std::int64_t kFrames = 60;
 /// One sample, and what rounding two stamps to nanoseconds can add.
 constexpr double kOneSample = 1.0001;
-/// A busy machine can make the server leave out a cycle, which is then missing on the wire. What is wrong on our side
-/// is wrong in every attempt.
-constexpr int kAttempts = 3;
 
 struct Samples {
   double least = 0;

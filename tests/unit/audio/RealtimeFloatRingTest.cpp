@@ -4,19 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <numeric>
+
+#include "unit/audio/Numbers.h"
 
 namespace tallyrig {
 namespace {
 
 using testing::Each;
 using testing::ElementsAre;
-
-std::vector<float> numbers(std::int64_t first, std::int64_t count) {
-  std::vector<float> all(static_cast<std::size_t>(count));
-  std::iota(all.begin(), all.end(), static_cast<float>(first));
-  return all;
-}
 
 TEST(FloatRing, HoldsAsManySamplesAsItWasBuiltFor) {
   RealtimeFloatRing ring(4);

@@ -2,15 +2,13 @@
 
 #include <set>
 
+#include "unit/desktop/Instants.h"
+
 namespace tallyrig {
 namespace {
 
 using namespace std::chrono_literals;
 using Instant = TimerPlan::Instant;
-
-constexpr Instant at(std::chrono::nanoseconds sinceEpoch) {
-  return Instant(sinceEpoch);
-}
 
 TEST(TimerPlan, WithoutLeewayAnEventComesAtItsDeadline) {
   const TimerPlan plan({.interval = 2ms, .first = 300ns}, at(1s + 7ns));

@@ -1,14 +1,12 @@
 #include "platform/desktop/TimerTable.h"
 
+#include "unit/desktop/Instants.h"
+
 namespace tallyrig {
 namespace {
 
 using namespace std::chrono_literals;
 using Instant = TimerTable::Instant;
-
-constexpr Instant at(std::chrono::nanoseconds sinceEpoch) {
-  return Instant(sinceEpoch);
-}
 
 std::shared_ptr<TimedEvent> event(TimerSchedule schedule, Instant start, bool repeats) {
   return std::make_shared<TimedEvent>(TimedEvent{.plan = TimerPlan(schedule, start), .repeats = repeats, .due = {}});

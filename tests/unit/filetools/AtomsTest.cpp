@@ -1,6 +1,7 @@
 #include "filetools/Atoms.h"
 
 #include "filetools/MovieFault.h"
+#include "support/EditedMovie.h"
 #include "support/TestMovie.h"
 
 namespace tallyrig {
@@ -10,11 +11,7 @@ AtomBytes bytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-std::string textOf(AtomBytes bytes) {
-  return {bytes.begin(), bytes.end()};
-}
-
-std::error_code faultOf(const std::string& payload) {
+std::error_code listFault(const std::string& payload) {
   AtomList list;
   return readAtoms(bytesOf(payload), list);
 }
@@ -41,21 +38,21 @@ TEST(Atoms, KeepsTheZerosThatCloseAList) {
 }
 
 TEST(Atoms, AreRefusedWhereTheyDoNotFillTheirSpace) {
-  EXPECT_EQ(faultOf(""), std::error_code());
-  EXPECT_EQ(faultOf(number32(16) + "long" + "1234567"), MovieFault::kAtomTooLong);
-  EXPECT_EQ(faultOf(atom("name", "x") + "rest"), MovieFault::kAtomTooLong);
-  EXPECT_EQ(faultOf(number32(7) + "tiny"), MovieFault::kContradiction);
-  EXPECT_EQ(faultOf(openAtom("open", "x")), MovieFault::kContradiction);
-  EXPECT_EQ(faultOf(number32(1) + "long" + number32(0)), MovieFault::kAtomTooLong);
-  EXPECT_EQ(faultOf(number32(1) + "long" + number64(15)), MovieFault::kContradiction);
-  EXPECT_EQ(faultOf(number32(1) + "long" + number64(~0ULL)), MovieFault::kAtomTooLong);
+  EXPECT_EQ(listFault(""), std::error_code());
+  EXPECT_EQ(listFault(number32(16) + "long" + "1234567"), MovieFault::kAtomTooLong);
+  EXPECT_EQ(listFault(atom("name", "x") + "rest"), MovieFault::kAtomTooLong);
+  EXPECT_EQ(listFault(number32(7) + "tiny"), MovieFault::kContradiction);
+  EXPECT_EQ(listFault(openAtom("open", "x")), MovieFault::kContradiction);
+  EXPECT_EQ(listFault(number32(1) + "long" + number32(0)), MovieFault::kAtomTooLong);
+  EXPECT_EQ(listFault(number32(1) + "long" + number64(15)), MovieFault::kContradiction);
+  EXPECT_EQ(listFault(number32(1) + "long" + number64(~0ULL)), MovieFault::kAtomTooLong);
 }
 
 TEST(Atoms, AreRefusedInMassesThatNoMovieHas) {
   std::string payload;
   for (std::size_t index = 0; index < kMostAtoms; ++index) payload += atom("free", "");
-  EXPECT_EQ(faultOf(payload), std::error_code());
-  EXPECT_EQ(faultOf(payload + atom("free", "")), MovieFault::kTooManyAtoms);
+  EXPECT_EQ(listFault(payload), std::error_code());
+  EXPECT_EQ(listFault(payload + atom("free", "")), MovieFault::kTooManyAtoms);
 }
 
 TEST(Atoms, AreFoundOnlyIfThereIsNoDoubt) {

@@ -4,6 +4,7 @@
 
 #include "platform/desktop/LocalUserFiles.h"
 #include "platform/simulated/SimulatedClock.h"
+#include "support/FrameRates.h"
 #include "support/LTCSignal.h"
 #include "support/LtcWriter.h"
 #include "support/SimulatedAudioFiles.h"
@@ -16,10 +17,6 @@ using testing::ElementsAre;
 using Case = FileAnalysisError::Case;
 
 constexpr double kRate = 48000;
-
-Timecode at25(std::int64_t hours, std::int64_t minutes, std::int64_t seconds, std::int64_t frames) {
-  return {hours, minutes, seconds, frames, MTCFrameRate::fps25};
-}
 
 std::vector<float> silence(double seconds) {
   return std::vector<float>(static_cast<std::size_t>(seconds * kRate), 0.0F);

@@ -2,14 +2,12 @@
 
 #include <limits>
 
+#include "support/FrameRates.h"
+
 namespace tallyrig {
 namespace {
 
 using testing::ElementsAre;
-
-Timecode at25(std::int64_t hours, std::int64_t minutes, std::int64_t seconds, std::int64_t frames) {
-  return {hours, minutes, seconds, frames, MTCFrameRate::fps25};
-}
 
 TEST(ProbePositions, UpToTwoSecondsAreProbedOnce) {
   for (const std::int64_t total : {0, 1, 48000, 95999, 96000}) {
@@ -81,11 +79,13 @@ TEST(TimecodeText, HasElevenBytesAndFourWholeNumbers) {
 }
 
 TEST(FileAnalysisErrorText, IsForTheUser) {
-  using Case = FileAnalysisError::Case;
-  EXPECT_EQ((FileAnalysisError{Case::assetLoadFailed, "No data"}).description(), "Could not load media asset: No data");
-  EXPECT_EQ((FileAnalysisError{Case::cannotReadFile, {}}).description(), "Could not open the file for reading.");
-  EXPECT_EQ((FileAnalysisError{Case::noLTCFound, {}}).description(), "No LTC timecode signal found in the file.");
-  EXPECT_EQ((FileAnalysisError{Case::cancelled, {}}).description(), "File analysis was cancelled.");
+  EXPECT_EQ((FileAnalysisError{FileAnalysisError::Case::assetLoadFailed, "No data"}).description(),
+            "Could not load media asset: No data");
+  EXPECT_EQ((FileAnalysisError{FileAnalysisError::Case::cannotReadFile, {}}).description(),
+            "Could not open the file for reading.");
+  EXPECT_EQ((FileAnalysisError{FileAnalysisError::Case::noLTCFound, {}}).description(),
+            "No LTC timecode signal found in the file.");
+  EXPECT_EQ((FileAnalysisError{FileAnalysisError::Case::cancelled, {}}).description(), "File analysis was cancelled.");
 }
 
 }  // namespace

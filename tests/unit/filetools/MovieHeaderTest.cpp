@@ -1,15 +1,11 @@
 #include "filetools/MovieHeader.h"
 
-#include <limits>
-
 #include "filetools/MovieFault.h"
 #include "support/MemoryBytes.h"
 #include "support/TestMovie.h"
 
 namespace tallyrig {
 namespace {
-
-constexpr std::uint64_t kUnknown = std::numeric_limits<std::uint64_t>::max();
 
 std::error_code read(const std::string& bytes, MovieHeader& header) {
   const MemoryBytes source(bytes);
@@ -18,13 +14,13 @@ std::error_code read(const std::string& bytes, MovieHeader& header) {
   return readMovieHeader(source, layout, header);
 }
 
-std::error_code faultOf(const std::string& headerPayload) {
+std::error_code headerFault(const std::string& headerPayload) {
   MovieHeader header;
   return read(atom("moov", headerPayload), header);
 }
 
-std::error_code faultOf(const TestMovie& movie) {
-  return faultOf(movie.headerPayload());
+std::error_code headerFault(const TestMovie& movie) {
+  return headerFault(movie.headerPayload());
 }
 
 TEST(MovieHeader, ReadsTracksOfBothVersions) {
@@ -53,8 +49,8 @@ TEST(MovieHeader, TellsAnUnknownDuration) {
   for (const bool wide : {false, true}) {
     TestMovie movie;
     movie.wide = wide;
-    movie.duration = kUnknown;
-    movie.tracks = {{.duration = kUnknown, .wide = wide}};
+    movie.duration = kUnknownTime;
+    movie.tracks = {{.duration = kUnknownTime, .wide = wide}};
     MovieHeader header;
     ASSERT_FALSE(read(movie.bytes(), header));
     EXPECT_FALSE(header.duration);
@@ -96,66 +92,66 @@ TEST(MovieHeader, ReadsAHeaderWithALongSizeOrWithoutOne) {
 }
 
 TEST(MovieHeader, RefusesCompressedAndFragmentedMovies) {
-  EXPECT_EQ(faultOf(atom("cmov", atom("dcom", "zlib") + atom("cmvd", "bytes"))), MovieFault::kCompressedHeader);
+  EXPECT_EQ(headerFault(atom("cmov", atom("dcom", "zlib") + atom("cmvd", "bytes"))), MovieFault::kCompressedHeader);
   TestMovie movie;
   movie.afterTracks = atom("mvex", atom("trex", std::string(24, '\0')));
-  EXPECT_EQ(faultOf(movie), MovieFault::kFragmented);
+  EXPECT_EQ(headerFault(movie), MovieFault::kFragmented);
 }
 
 TEST(MovieHeader, RefusesAMovieHeadThatIsMissingTwiceThereOrTooShort) {
   TestMovie movie;
-  EXPECT_EQ(faultOf(""), MovieFault::kContradiction);
-  EXPECT_EQ(faultOf(movie.headerPayload() + atom("mvhd", std::string(100, '\0'))), MovieFault::kContradiction);
-  EXPECT_EQ(faultOf(atom("mvhd", std::string(99, '\1'))), MovieFault::kContradiction);
-  EXPECT_EQ(faultOf(atom("mvhd", "")), MovieFault::kContradiction);
-  EXPECT_EQ(faultOf(atom("mvhd", "\2" + std::string(120, '\1'))), MovieFault::kContradiction);
+  EXPECT_EQ(headerFault(""), MovieFault::kContradiction);
+  EXPECT_EQ(headerFault(movie.headerPayload() + atom("mvhd", std::string(100, '\0'))), MovieFault::kContradiction);
+  EXPECT_EQ(headerFault(atom("mvhd", std::string(99, '\1'))), MovieFault::kContradiction);
+  EXPECT_EQ(headerFault(atom("mvhd", "")), MovieFault::kContradiction);
+  EXPECT_EQ(headerFault(atom("mvhd", "\2" + std::string(120, '\1'))), MovieFault::kContradiction);
   movie.timeScale = 0;
-  EXPECT_EQ(faultOf(movie), MovieFault::kContradiction);
+  EXPECT_EQ(headerFault(movie), MovieFault::kContradiction);
 }
 
 TEST(MovieHeader, RefusesTracksThatContradict) {
   TestMovie movie;
   movie.tracks = {{.id = 1}, {.id = 1}};
-  EXPECT_EQ(faultOf(movie), MovieFault::kContradiction) << "two of one number";
+  EXPECT_EQ(headerFault(movie), MovieFault::kContradiction) << "two of one number";
   movie.tracks = {{.id = 0}};
-  EXPECT_EQ(faultOf(movie), MovieFault::kContradiction) << "number 0";
+  EXPECT_EQ(headerFault(movie), MovieFault::kContradiction) << "number 0";
   movie.tracks = {{.more = atom("tkhd", std::string(84, '\1'))}};
-  EXPECT_EQ(faultOf(movie), MovieFault::kContradiction) << "two heads";
+  EXPECT_EQ(headerFault(movie), MovieFault::kContradiction) << "two heads";
   movie.tracks = {{.more = atom("mdia", "")}};
-  EXPECT_EQ(faultOf(movie), MovieFault::kContradiction) << "two media";
+  EXPECT_EQ(headerFault(movie), MovieFault::kContradiction) << "two media";
   movie.tracks = {{.more = atom("tref", atom("tmcd", "12345"))}};
-  EXPECT_EQ(faultOf(movie), MovieFault::kContradiction) << "a reference to a number and a quarter";
+  EXPECT_EQ(headerFault(movie), MovieFault::kContradiction) << "a reference to a number and a quarter";
   movie.tracks = {{.moreOfMedia = number32(9999) + "long"}};
-  EXPECT_EQ(faultOf(movie), MovieFault::kAtomTooLong);
+  EXPECT_EQ(headerFault(movie), MovieFault::kAtomTooLong);
   movie.tracks = {};
   movie.afterTracks = atom("trak", "");
-  EXPECT_EQ(faultOf(movie), MovieFault::kContradiction) << "an empty track";
+  EXPECT_EQ(headerFault(movie), MovieFault::kContradiction) << "an empty track";
 }
 
 TEST(MovieHeader, RefusesMassesOfTracks) {
   TestMovie movie;
   movie.tracks.resize(kMostTracks + 1);
   for (std::uint32_t index = 0; index <= kMostTracks; ++index) movie.tracks[index].id = index + 1;
-  EXPECT_EQ(faultOf(movie), MovieFault::kTooManyAtoms);
+  EXPECT_EQ(headerFault(movie), MovieFault::kTooManyAtoms);
   movie.tracks.pop_back();
-  EXPECT_FALSE(faultOf(movie));
+  EXPECT_FALSE(headerFault(movie));
 }
 
 TEST(MovieHeader, RefusesMassesOfAtomsInATrack) {
   TestMovie movie;
   // A head and media it has already.
   for (std::size_t index = 2; index < kMostTrackAtoms; ++index) movie.tracks[0].more += atom("free", "");
-  EXPECT_FALSE(faultOf(movie));
+  EXPECT_FALSE(headerFault(movie));
   movie.tracks[0].more += atom("free", "");
-  EXPECT_EQ(faultOf(movie), MovieFault::kTooManyAtoms);
+  EXPECT_EQ(headerFault(movie), MovieFault::kTooManyAtoms);
 }
 
 TEST(MovieHeader, RefusesMassesOfReferences) {
   TestMovie movie;
   movie.tracks[0].references = {{"chap", std::vector<std::uint32_t>(kMostReferences - 2, 9)}};
-  EXPECT_FALSE(faultOf(movie));
+  EXPECT_FALSE(headerFault(movie));
   movie.tracks[0].references[0].trackIDs.push_back(9);
-  EXPECT_EQ(faultOf(movie), MovieFault::kTooManyAtoms);
+  EXPECT_EQ(headerFault(movie), MovieFault::kTooManyAtoms);
 }
 
 TEST(MovieHeader, RefusesAHeaderOfGigabytesUnread) {

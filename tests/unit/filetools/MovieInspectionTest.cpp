@@ -1,15 +1,11 @@
 #include "filetools/MovieInspection.h"
 
-#include <limits>
-
 #include "filetools/MovieFault.h"
 #include "support/MemoryBytes.h"
 #include "support/TestMovie.h"
 
 namespace tallyrig {
 namespace {
-
-constexpr std::uint64_t kUnknown = std::numeric_limits<std::uint64_t>::max();
 
 TimecodeTrackError inspect(const TestMovie& movie, MovieInspection& inspection) {
   return inspectMovie(MemoryBytes(movie.bytes()), inspection);
@@ -52,8 +48,8 @@ TEST(MovieInspection, AcceptsADurationOfZeroAndRefusesAnUnknownOne) {
   ASSERT_FALSE(inspect(movie, inspection));
   EXPECT_EQ(inspection, (MovieInspection{0, 0, 1}));
 
-  movie.duration = kUnknown;
-  movie.tracks = {{.duration = kUnknown}};
+  movie.duration = kUnknownTime;
+  movie.tracks = {{.duration = kUnknownTime}};
   const TimecodeTrackError error = inspect(movie, inspection);
   EXPECT_EQ(error.code, TimecodeTrackFault::kDurationUnknown);
   EXPECT_EQ(error.description, "The movie duration could not be validated.");

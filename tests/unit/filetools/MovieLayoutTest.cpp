@@ -7,7 +7,7 @@
 namespace tallyrig {
 namespace {
 
-std::error_code faultOf(const std::string& bytes) {
+std::error_code layoutFault(const std::string& bytes) {
   MovieLayout layout;
   return readMovieLayout(MemoryBytes(bytes), layout);
 }
@@ -72,30 +72,30 @@ TEST(MovieLayout, KeepsUnknownAtomsInTheirOrder) {
 TEST(MovieLayout, RefusesWhatIsNoWholeMovie) {
   const TestMovie movie;
   const std::string whole = movie.bytes();
-  EXPECT_EQ(faultOf(""), MovieFault::kNoMovieHeader);
-  EXPECT_EQ(faultOf(atom("ftyp", "qt  ") + atom("mdat", "x")), MovieFault::kNoMovieHeader);
-  EXPECT_EQ(faultOf("RIFF\1\2\3\4WAVEfmt and so on"), MovieFault::kAtomTooLong);
-  EXPECT_EQ(faultOf(whole + whole), MovieFault::kContradiction);
-  EXPECT_EQ(faultOf(whole + std::string(4, '\0')), MovieFault::kAtomTooLong);
-  EXPECT_EQ(faultOf(whole + std::string(64, '\0')), MovieFault::kContradiction);
-  EXPECT_EQ(faultOf(whole + number32(1) + "mdat" + number64(~0ULL)), MovieFault::kAtomTooLong);
+  EXPECT_EQ(layoutFault(""), MovieFault::kNoMovieHeader);
+  EXPECT_EQ(layoutFault(atom("ftyp", "qt  ") + atom("mdat", "x")), MovieFault::kNoMovieHeader);
+  EXPECT_EQ(layoutFault("RIFF\1\2\3\4WAVEfmt and so on"), MovieFault::kAtomTooLong);
+  EXPECT_EQ(layoutFault(whole + whole), MovieFault::kContradiction);
+  EXPECT_EQ(layoutFault(whole + std::string(4, '\0')), MovieFault::kAtomTooLong);
+  EXPECT_EQ(layoutFault(whole + std::string(64, '\0')), MovieFault::kContradiction);
+  EXPECT_EQ(layoutFault(whole + number32(1) + "mdat" + number64(~0ULL)), MovieFault::kAtomTooLong);
 }
 
 TEST(MovieLayout, RefusesAMovieThatIsCutOffAnywhere) {
   const std::string whole = TestMovie{}.bytes();
   for (std::size_t size = 0; size < whole.size(); ++size) {
-    EXPECT_TRUE(faultOf(whole.substr(0, size))) << "cut at " << size << " of " << whole.size();
+    EXPECT_TRUE(layoutFault(whole.substr(0, size))) << "cut at " << size << " of " << whole.size();
   }
 }
 
 TEST(MovieLayout, RefusesFragments) {
-  EXPECT_EQ(faultOf(TestMovie{}.bytes() + atom("moof", "fragment")), MovieFault::kFragmented);
+  EXPECT_EQ(layoutFault(TestMovie{}.bytes() + atom("moof", "fragment")), MovieFault::kFragmented);
 }
 
 TEST(MovieLayout, RefusesAtomsInMasses) {
   TestMovie movie;
   for (std::size_t index = 0; index < kMostAtoms; ++index) movie.atEnd += atom("free", "");
-  EXPECT_EQ(faultOf(movie.bytes()), MovieFault::kTooManyAtoms);
+  EXPECT_EQ(layoutFault(movie.bytes()), MovieFault::kTooManyAtoms);
 }
 
 TEST(MovieLayout, PassesAReadErrorOn) {

@@ -10,8 +10,6 @@
 namespace tallyrig {
 namespace {
 
-constexpr std::uint64_t kUnknown = std::numeric_limits<std::uint64_t>::max();
-
 Timecode oneHour(MTCFrameRate rate) {
   return {1, 0, 0, 0, rate};
 }
@@ -28,7 +26,7 @@ std::string edited(const std::string& movie, const Timecode& timecode = oneHour(
   return withEdit(movie, edit);
 }
 
-std::error_code faultOf(const std::string& movie, const Timecode& timecode = oneHour(MTCFrameRate::fps25)) {
+std::error_code editFault(const std::string& movie, const Timecode& timecode = oneHour(MTCFrameRate::fps25)) {
   TimecodeTrackEdit edit;
   return plan(movie, edit, timecode);
 }
@@ -123,12 +121,12 @@ TEST(TimecodeTrackEdit, CountsAVeryLongSampleInCoarserUnits) {
 TEST(TimecodeTrackEdit, TakesTheDurationFromTheLongestTrackThatTellsOne) {
   TestMovie movie;
   movie.duration = 50;
-  movie.tracks = {{.id = 1, .duration = kUnknown}, {.id = 2, .duration = 9000}, {.id = 3, .duration = 10}};
+  movie.tracks = {{.id = 1, .duration = kUnknownTime}, {.id = 2, .duration = 9000}, {.id = 3, .duration = 10}};
   EXPECT_EQ(timecodeTrack(ParsedMovie(edited(movie.bytes()))).duration, 9000U);
-  movie.tracks = {{.duration = kUnknown}};
+  movie.tracks = {{.duration = kUnknownTime}};
   EXPECT_EQ(timecodeTrack(ParsedMovie(edited(movie.bytes()))).duration, 50U);
-  movie.duration = kUnknown;
-  EXPECT_EQ(faultOf(movie.bytes()), MovieFault::kUnknownDuration);
+  movie.duration = kUnknownTime;
+  EXPECT_EQ(editFault(movie.bytes()), MovieFault::kUnknownDuration);
   movie.duration = 0;
   EXPECT_EQ(timecodeTrack(ParsedMovie(edited(movie.bytes()))).duration, 0U);
 }
@@ -263,7 +261,7 @@ TEST(TimecodeTrackEdit, PointsBeyondFourGibibytes) {
 
 TEST(TimecodeTrackEdit, RefusesTimecodesThatHaveNoFrameNumber) {
   const std::string movie = TestMovie{}.bytes();
-  const auto fault = [&](std::int64_t hours) { return faultOf(movie, {hours, 0, 0, 0, MTCFrameRate::fps30}); };
+  const auto fault = [&](std::int64_t hours) { return editFault(movie, {hours, 0, 0, 0, MTCFrameRate::fps30}); };
   EXPECT_FALSE(fault(19884));
   EXPECT_EQ(fault(19885), MovieFault::kTimecodeOutOfRange);
   EXPECT_EQ(fault(std::numeric_limits<std::int64_t>::max()), MovieFault::kTimecodeOutOfRange);
@@ -273,18 +271,18 @@ TEST(TimecodeTrackEdit, RefusesTimecodesThatHaveNoFrameNumber) {
 TEST(TimecodeTrackEdit, RefusesMoviesThatItCannotEdit) {
   TestMovie movie;
   movie.afterTracks = atom("mvex", "");
-  EXPECT_EQ(faultOf(movie.bytes()), MovieFault::kFragmented);
-  EXPECT_EQ(faultOf(atom("moov", atom("cmov", ""))), MovieFault::kCompressedHeader);
-  EXPECT_EQ(faultOf("no movie"), MovieFault::kAtomTooLong);
+  EXPECT_EQ(editFault(movie.bytes()), MovieFault::kFragmented);
+  EXPECT_EQ(editFault(atom("moov", atom("cmov", ""))), MovieFault::kCompressedHeader);
+  EXPECT_EQ(editFault("no movie"), MovieFault::kAtomTooLong);
   movie.afterTracks.clear();
   movie.tracks = {{.duration = 1ULL << 40U, .wide = true}};
-  EXPECT_EQ(faultOf(movie.bytes()), MovieFault::kContradiction) << "a track longer than its movie can tell";
+  EXPECT_EQ(editFault(movie.bytes()), MovieFault::kContradiction) << "a track longer than its movie can tell";
   movie.wide = true;
   movie.timeScale = 1;
-  EXPECT_EQ(faultOf(movie.bytes()), MovieFault::kDurationTooLong);
+  EXPECT_EQ(editFault(movie.bytes()), MovieFault::kDurationTooLong);
   movie.tracks.resize(kMostTracks);
   for (std::uint32_t index = 0; index < kMostTracks; ++index) movie.tracks[index] = {.id = index + 1};
-  EXPECT_EQ(faultOf(movie.bytes()), MovieFault::kTooManyAtoms);
+  EXPECT_EQ(editFault(movie.bytes()), MovieFault::kTooManyAtoms);
 }
 
 }  // namespace

@@ -2,15 +2,12 @@
 
 #include <limits>
 
+#include "support/FrameRates.h"
+
 namespace tallyrig {
 namespace {
 
 using Fault = TimecodeTrackFault;
-
-constexpr auto k24 = MTCFrameRate::fps24;
-constexpr auto k25 = MTCFrameRate::fps25;
-constexpr auto k2997 = MTCFrameRate::fps2997;
-constexpr auto k30 = MTCFrameRate::fps30;
 
 /// Absent where the rates do not fit.
 std::optional<TimecodeTrackFormat> resolved(MTCFrameRate rate, const std::vector<double>& pictureRates) {

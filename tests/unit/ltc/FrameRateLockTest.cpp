@@ -2,13 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include "support/FrameRates.h"
+
 namespace tallyrig {
 namespace {
-
-constexpr auto k24 = MTCFrameRate::fps24;
-constexpr auto k25 = MTCFrameRate::fps25;
-constexpr auto k2997 = MTCFrameRate::fps2997;
-constexpr auto k30 = MTCFrameRate::fps30;
 
 /// What the lock reports for each observation in turn.
 std::vector<MTCFrameRate> resolveAll(FrameRateLock& lock, const std::vector<MTCFrameRate>& observations) {

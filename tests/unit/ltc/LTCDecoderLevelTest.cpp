@@ -5,6 +5,7 @@
 
 #include <limits>
 
+#include "support/FrameRates.h"
 #include "support/LtcWriter.h"
 #include "unit/ltc/DecoderRun.h"
 
@@ -13,7 +14,6 @@ namespace {
 
 using testing::IsEmpty;
 
-constexpr auto k25 = MTCFrameRate::fps25;
 constexpr int kFrames = 12;
 constexpr double kSamplesPerFrame = 1920;
 constexpr std::size_t kChunk = 480;

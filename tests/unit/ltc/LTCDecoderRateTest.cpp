@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/FrameRates.h"
 #include "support/LtcWriter.h"
 #include "unit/ltc/DecoderRun.h"
 
@@ -12,11 +13,6 @@ namespace {
 using testing::Each;
 using testing::ElementsAre;
 using testing::Field;
-
-constexpr auto k24 = MTCFrameRate::fps24;
-constexpr auto k25 = MTCFrameRate::fps25;
-constexpr auto k2997 = MTCFrameRate::fps2997;
-constexpr auto k30 = MTCFrameRate::fps30;
 
 DecoderRun& fed(DecoderRun& run, const LtcWriter& writer) {
   run.feed(writer.samples, 48000, 256);

@@ -6,13 +6,12 @@
 #include <cmath>
 
 #include "support/EncodedLTC.h"
+#include "support/FrameRates.h"
 #include "support/LtcWriter.h"
 #include "unit/ltc/DecoderRun.h"
 
 namespace tallyrig {
 namespace {
-
-constexpr auto k25 = MTCFrameRate::fps25;
 
 std::vector<float> generated(double sampleRate, int frames) {
   return encodedLTC({1, 0, 0, 0, k25}, frames, sampleRate);

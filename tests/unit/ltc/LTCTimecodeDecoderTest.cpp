@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "ltc/LTCAudioGenerator.h"
+#include "support/FrameRates.h"
 #include "support/LtcWriter.h"
 #include "unit/ltc/DecoderRun.h"
 
@@ -16,8 +17,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr auto k25 = MTCFrameRate::fps25;
 
 /// Generated code with silence before and after it, and where its frames begin.
 struct Recording {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <string>
 
+#include "unit/mtc/Cues.h"
 #include "unit/mtc/InputWorkerFixture.h"
 
 namespace tallyrig {
@@ -17,9 +18,6 @@ using enum MTCFrameRate;
 using std::chrono::nanoseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr Timecode kStart{10, 20, 30, 12, fps25};
-constexpr Timecode kCue{1, 2, 3, 4, fps30};
 
 using MTCInputTimeoutTest = InputWorkerFixture;
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "unit/mtc/Cues.h"
 #include "unit/mtc/InputWorkerFixture.h"
 
 namespace tallyrig {
@@ -12,9 +13,6 @@ using namespace std::chrono_literals;
 using enum MTCFrameRate;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr Timecode kStart{10, 20, 30, 12, fps25};
-constexpr Timecode kCue{1, 2, 3, 4, fps30};
 
 using MTCInputWorkerTest = InputWorkerFixture;
 

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "platform/simulated/SimulatedWorld.h"
+#include "support/FrameRates.h"
 #include "support/RecordingMidiSystem.h"
 
 namespace tallyrig {
@@ -17,7 +18,6 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::IsEmpty;
 
-constexpr MTCFrameRate k25 = MTCFrameRate::fps25;
 /// At their ends no quarter frame falls due.
 constexpr auto kAWhile = 1003ms;
 constexpr auto kAMoment = 3ms;

@@ -1,5 +1,7 @@
 #include <array>
 
+#include "support/FrameRates.h"
+
 #include "OutputWorkerFixture.h"
 
 namespace tallyrig {
@@ -8,9 +10,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr MTCFrameRate k25 = MTCFrameRate::fps25;
-constexpr MTCFrameRate k30 = MTCFrameRate::fps30;
 
 /// A worker that has run for a second from 10:00:00:00.
 class MTCOutputRelocationTest : public testing::TestWithParam<MTCFrameRate>, public OutputWorkerFixture {

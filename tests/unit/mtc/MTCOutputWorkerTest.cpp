@@ -1,6 +1,7 @@
 #include "mtc/MTCOutputWorker.h"
 
 #include "OutputWorkerFixture.h"
+#include "support/FrameRates.h"
 
 namespace tallyrig {
 namespace {
@@ -10,11 +11,6 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Bytes = std::vector<std::uint8_t>;
-
-constexpr MTCFrameRate k24 = MTCFrameRate::fps24;
-constexpr MTCFrameRate k25 = MTCFrameRate::fps25;
-constexpr MTCFrameRate k2997 = MTCFrameRate::fps2997;
-constexpr MTCFrameRate k30 = MTCFrameRate::fps30;
 
 class MTCOutputWorkerTest : public testing::Test, public OutputWorkerFixture {};
 

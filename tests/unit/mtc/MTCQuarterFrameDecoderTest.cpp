@@ -9,6 +9,7 @@
 
 #include "platform/simulated/SimulatedWorld.h"
 #include "support/MTCSignal.h"
+#include "unit/mtc/Cues.h"
 
 namespace tallyrig {
 namespace {
@@ -18,7 +19,6 @@ using enum MTCFrameRate;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr Timecode kStart{10, 20, 30, 12, fps25};
 /// Of 25 frames a second, in ticks of 1 ns.
 constexpr std::uint64_t kPeriod = 10'000'000;
 constexpr HostTime kBegin{5'000'000'000};

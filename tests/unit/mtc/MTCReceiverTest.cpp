@@ -13,6 +13,7 @@
 #include "support/MTCSignal.h"
 #include "support/ManualScheduler.h"
 #include "support/RecordingMidiSystem.h"
+#include "unit/mtc/Cues.h"
 
 namespace tallyrig {
 namespace {
@@ -22,9 +23,6 @@ using enum MTCFrameRate;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::IsEmpty;
-
-constexpr Timecode kStart{10, 20, 30, 12, fps25};
-constexpr Timecode kCue{1, 2, 3, 4, fps30};
 
 /// A receiver that listens to a source of the simulated world, and what it has told in order.
 class MTCReceiverTest : public testing::Test {

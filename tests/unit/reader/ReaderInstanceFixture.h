@@ -5,15 +5,12 @@
 #include <memory>
 #include <span>
 
+#include "support/FrameRates.h"
 #include "support/Wall.h"
 
 namespace tallyrig {
 
 constexpr double kRate = 48000;
-
-inline Timecode at25(std::int64_t h, std::int64_t m, std::int64_t s, std::int64_t f) {
-  return {h, m, s, f, MTCFrameRate::fps25};
-}
 
 /// Cards over a simulated desk with two channels each way and code on input 2.
 class ReaderInstanceFixture : public testing::Test {

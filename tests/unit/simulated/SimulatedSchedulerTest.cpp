@@ -8,9 +8,9 @@ using namespace std::chrono_literals;
 namespace tallyrig {
 namespace {
 
-constexpr std::uint64_t kSeed = 20261121;
-
 struct Rig {
+  static constexpr std::uint64_t kSeed = 20261121;
+
   explicit Rig(std::uint64_t seed = kSeed) : scheduler(clock, seed) {}
   std::shared_ptr<SerialQueue> queue(const std::string& label) {
     return scheduler.makeQueue(label, QueuePriority::kUserInitiated);
@@ -159,7 +159,7 @@ TEST(SimulatedScheduler, ATimerWithoutLeewayFiresOnItsScheduleExactly) {
 }
 
 TEST(SimulatedScheduler, ATimerWithLeewayFiresWithinItAndDoesNotDrift) {
-  SCOPED_TRACE("seed " + std::to_string(kSeed));
+  SCOPED_TRACE("seed " + std::to_string(Rig::kSeed));
   Rig rig;
   std::vector<std::chrono::nanoseconds> lateness;
   const auto timer = rig.queue("q")->repeat({.interval = 2ms, .leeway = 1ms}, [&] {

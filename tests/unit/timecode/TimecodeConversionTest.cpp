@@ -2,6 +2,8 @@
 
 #include <tuple>
 
+#include "support/FrameRates.h"
+
 #include "timecode/Timecode.h"
 
 namespace tallyrig {
@@ -51,14 +53,13 @@ TEST_P(TimecodeConversion, LandsOnTheExactFrameOrOneShortOfAWholeOne) {
   RecordProperty("shortOfWhole", std::to_string(shortOfWhole));
 }
 
-constexpr auto kRates = {MTCFrameRate::fps24, MTCFrameRate::fps25, MTCFrameRate::fps2997, MTCFrameRate::fps30};
 std::string pairName(const testing::TestParamInfo<TimecodeConversion::ParamType>& pair) {
   static const std::vector<std::string> kNames{"24", "25", "2997", "30"};
   return kNames[static_cast<std::size_t>(std::get<0>(pair.param))] + "To" +
          kNames[static_cast<std::size_t>(std::get<1>(pair.param))];
 }
 INSTANTIATE_TEST_SUITE_P(EveryPair, TimecodeConversion,
-                         testing::Combine(testing::ValuesIn(kRates), testing::ValuesIn(kRates)), pairName);
+                         testing::Combine(testing::ValuesIn(kFrameRates), testing::ValuesIn(kFrameRates)), pairName);
 
 struct SameRate {
   MTCFrameRate rate;

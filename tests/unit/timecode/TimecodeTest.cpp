@@ -6,11 +6,10 @@
 #include <random>
 #include <unordered_set>
 
+#include "support/FrameRates.h"
+
 namespace tallyrig {
 namespace {
-
-constexpr MTCFrameRate kRates[] = {MTCFrameRate::fps24, MTCFrameRate::fps25, MTCFrameRate::fps2997,
-                                   MTCFrameRate::fps30};
 
 TEST(FrameRate, OnlyFourRawValuesExist) {
   EXPECT_EQ(frameRateFromRawValue(0), MTCFrameRate::fps24);
@@ -68,7 +67,7 @@ TEST(Timecode, AdvancingSkipsTheDroppedLabelsOnly) {
 }
 
 TEST(Timecode, AdvancingWrapsAtMidnightBothWays) {
-  for (const MTCFrameRate rate : kRates) {
+  for (const MTCFrameRate rate : kFrameRates) {
     const Timecode last{23, 59, 59, maxFrameField(rate), rate};
     const Timecode first{0, 0, 0, 0, rate};
     EXPECT_EQ(last.advanced(1), first) << rateText(rate);
@@ -80,7 +79,7 @@ TEST(Timecode, AdvancingByDaysIsAdvancingByTheRemainder) {
   constexpr unsigned kSeed = 20261121;
   SCOPED_TRACE("seed " + std::to_string(kSeed));
   std::mt19937_64 random(kSeed);
-  for (const MTCFrameRate rate : kRates) {
+  for (const MTCFrameRate rate : kFrameRates) {
     const std::int64_t perDay = framesPerDay(rate);
     std::uniform_int_distribution<std::int64_t> anyFrame(0, perDay - 1);
     for (int round = 0; round < 1000; ++round) {
@@ -108,10 +107,10 @@ TEST(Timecode, FieldsOutOfRangeGiveANormalisedValue) {
 TEST(Timecode, AnyNumbersInTheFieldsGiveALabelOfTheDay) {
   constexpr auto kLeast = std::numeric_limits<std::int64_t>::min();
   constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
-  for (const MTCFrameRate rate : kRates) {
+  for (const MTCFrameRate rate : kFrameRates) {
     for (const Timecode& extreme : {Timecode{kMost, kMost, kMost, kMost, rate}, Timecode{kLeast, 0, 0, 0, rate},
                                     Timecode{0, 0, 0, kMost, rate}, Timecode{kLeast, kLeast, kLeast, kLeast, rate}}) {
-      for (const MTCFrameRate target : kRates) {
+      for (const MTCFrameRate target : kFrameRates) {
         for (const Timecode& result : {extreme.advanced(kMost), extreme.advanced(kLeast), extreme.converted(target)}) {
           EXPECT_GE(result.totalFrames(), 0);
           EXPECT_LT(result.totalFrames(), framesPerDay(result.frameRate));
@@ -138,8 +137,8 @@ TEST(Timecode, DistanceGoesTheShortestWayRound) {
 }
 
 TEST(Timecode, DistanceBetweenRatesIsAbsent) {
-  for (const MTCFrameRate one : kRates) {
-    for (const MTCFrameRate other : kRates) {
+  for (const MTCFrameRate one : kFrameRates) {
+    for (const MTCFrameRate other : kFrameRates) {
       EXPECT_EQ((Timecode{1, 0, 0, 0, one}.signedFrameDistance({1, 0, 0, 0, other}).has_value()), one == other);
     }
   }

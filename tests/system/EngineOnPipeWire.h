@@ -22,7 +22,7 @@ namespace tallyrig {
 inline constexpr int kQuantum = 1024;
 /// A busy machine can make the server leave out a cycle, and what is in it with it. What is wrong on our side is wrong
 /// in every attempt.
-inline constexpr int kAttempts = 3;
+inline constexpr int kAttempts = 6;
 
 /// The program's engine without its window, on a private sound server with one virtual device that loops each output
 /// to the input of the same number, and one MIDI device that does the same.

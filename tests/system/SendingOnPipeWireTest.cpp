@@ -159,7 +159,7 @@ TEST(JamOnPipeWire, TheOutputOutlivesItsInputAndTakesItUpAgain) {
   const Timecode lost = *card->currentTimecode();
   ASSERT_TRUE(engine.runUntil([&] { return *lost.signedFrameDistance(*listener->currentTimecode()) > 50; }))
       << "two seconds later it is still heard";
-  EXPECT_TRUE(listener->isReceiving());
+  EXPECT_TRUE(engine.runUntil([&] { return listener->isReceiving(); }));
 
   source->toggleGenerator();
   ASSERT_TRUE(engine.runUntil([&] { return card->jamSyncState() == JamSyncState::locked; }));

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <string>
 
 #include "rig/ReferenceSignal.h"
 #include "system/SystemTest.h"
@@ -15,7 +17,46 @@ std::int64_t nowNanos() {
       .count();
 }
 
-using Display = SystemTest;
+class Display : public SystemTest {
+ protected:
+  /// A busy machine can keep the program from painting, which spoils a picture, and the server from playing, which
+  /// spoils all that follow. What is wrong on our side is wrong in every attempt.
+  static constexpr int kPictures = 5;
+  static constexpr int kMostWrong = 2;
+  static constexpr int kAttempts = 5;
+
+  /// Looks at the digits of a card while the code runs that a sound began to play at `start`, until `kPictures` have
+  /// shown a frame that was there, each a later one than the picture before. False if too many have not.
+  bool showsWhatIsThere(const ReferenceSignal& truth, std::uint64_t start) {
+    // A picture shows the frame of some instant between when it was asked for and when it was there. Before it is asked
+    // for, what is shown can be older by a tick of the clock and the time that painting takes.
+    constexpr std::int64_t kPainting = 150'000'000;
+    const auto frameAt = [&](std::int64_t nanos) {
+      return static_cast<int>((nanos - static_cast<std::int64_t>(start)) * 25 / 1'000'000'000);
+    };
+    int right = 0;
+    int wrong = 0;
+    int previous = 0;
+    while (right < kPictures && wrong <= kMostWrong) {
+      const std::int64_t before = nowNanos();
+      const QImage image = screen().screenshot("running-" + std::to_string(right + 1));
+      const std::int64_t after = nowNanos();
+      const auto card = findCard(image, QColor("#104080"));
+      const std::string digits = card ? readDigits(image, *card).value_or("no digits") : "no card";
+      const auto found = std::find(truth.timecodes.begin(), truth.timecodes.end(), digits);
+      EXPECT_NE(found, truth.timecodes.end()) << digits << " was never sent";
+      const int frame = static_cast<int>(found - truth.timecodes.begin());
+      const bool isThere = frame >= frameAt(before - kPainting) && frame <= frameAt(after) && frame > previous;
+      ++(isThere ? right : wrong);
+      if (!isThere) {
+        std::printf("%s is frame %d, after %d; there were %d to %d\n", digits.c_str(), frame, previous, frameAt(before),
+                    frameAt(after));
+      }
+      previous = frame;
+    }
+    return right == kPictures;
+  }
+};
 
 TEST_F(Display, TheDigitsRunWithTheCodeOnTheLine) {
   startRig();
@@ -25,36 +66,17 @@ TEST_F(Display, TheDigitsRunWithTheCodeOnTheLine) {
   ASSERT_TRUE(program().says("LTCReceiver: subscribed Stage Box"));
   const auto truth = encodeReference({.rate = "25", .start = "10:59:57:00", .frames = 200});
   ASSERT_TRUE(truth);
-  const auto sound = rig().play("stage", {4}, {truth->samples});
-  ASSERT_TRUE(program().says("LTCReceiver: channel 5 first decoded frame "));
-  EXPECT_TRUE(showsBorder("signal", "#104080", kSignalGreen));
-
-  // A picture shows the frame of some instant between when it was asked for and when it was there. Before it is asked
-  // for, what is shown can be older by a tick of the clock and the time that painting takes.
-  constexpr std::int64_t kPainting = 150'000'000;
-  const auto frameAt = [&](std::int64_t nanos) {
-    return static_cast<int>((nanos - static_cast<std::int64_t>(sound->startNanos())) * 25 / 1'000'000'000);
-  };
-  int previous = 0;
-  for (int picture = 1; picture <= 5; ++picture) {
-    const std::int64_t before = nowNanos();
-    const QImage image = screen().screenshot("running-" + std::to_string(picture));
-    const std::int64_t after = nowNanos();
-    const auto card = findCard(image, QColor("#104080"));
-    ASSERT_TRUE(card);
-    const auto digits = readDigits(image, *card);
-    ASSERT_TRUE(digits);
-    const auto found = std::find(truth->timecodes.begin(), truth->timecodes.end(), *digits);
-    ASSERT_NE(found, truth->timecodes.end()) << *digits << " was never sent";
-    const int frame = static_cast<int>(found - truth->timecodes.begin());
-    EXPECT_GE(frame, frameAt(before - kPainting)) << *digits;
-    EXPECT_LE(frame, frameAt(after)) << *digits;
-    EXPECT_GT(frame, previous);
-    previous = frame;
+  bool isRight = false;
+  for (int attempt = 0; attempt < kAttempts && !isRight; ++attempt) {
+    const auto sound = rig().play("stage", {4}, {truth->samples});
+    ASSERT_TRUE(program().says("LTCReceiver: channel 5 first decoded frame "));
+    EXPECT_TRUE(showsBorder("signal", "#104080", kSignalGreen));
+    isRight = showsWhatIsThere(*truth, sound->startNanos());
+    if (sound->gaps() > 0) std::printf("the server left out cycles\n");
+    ASSERT_TRUE(program().says("LTCReceiver: channel 5 decoder reset after signal loss"));
+    EXPECT_TRUE(showsBorder("no-signal", "#104080", kIdleRed));
   }
-
-  ASSERT_TRUE(program().says("LTCReceiver: channel 5 decoder reset after signal loss"));
-  EXPECT_TRUE(showsBorder("no-signal", "#104080", kIdleRed));
+  EXPECT_TRUE(isRight);
 }
 
 TEST_F(Display, AnIdleGeneratorShowsItsStartAtEverySize) {

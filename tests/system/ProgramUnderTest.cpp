@@ -122,6 +122,11 @@ testing::AssertionResult ProgramUnderTest::says(const std::string& text, std::ch
   return testing::AssertionSuccess();
 }
 
+void ProgramUnderTest::waitUntilSilent() {
+  while (process_->waitForLine("", 1s)) {
+  }
+}
+
 testing::AssertionResult ProgramUnderTest::quit() {
   process_->signal(SIGTERM);
   const auto status = process_->waitForExit(15s);

@@ -63,6 +63,9 @@ class ProgramUnderTest {
   /// The line that `says` found last.
   const std::string& lastLine() const { return lastLine_; }
 
+  /// Waits until it has said nothing for a second.
+  void waitUntilSilent();
+
   /// Ends it as a session that closes does; expects an orderly end.
   testing::AssertionResult quit();
   /// Ends it as a power cut does.

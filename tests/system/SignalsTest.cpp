@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdio>
 
 #include "rig/ReferenceSignal.h"
 #include "system/SignalVariants.h"
@@ -52,42 +53,65 @@ class Signals : public SystemTest {
         " @ " + std::to_string(options.rate) + "Hz, buffer " + std::to_string(options.quantum) + "f";
     EXPECT_EQ(program().process().countLines(opened), 1);
 
-    // On a machine that is too busy the server leaves out cycles. What was played then is not what was meant to be.
-    for (int attempt = 1; attempt <= 5; ++attempt) {
+    for (const Line& line : lines_) ASSERT_NO_FATAL_FAILURE(expectReadable(line));
+
+    std::string faults;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
       const std::size_t start = program().process().mark();
       const auto sound = rig().play("stage", ports, samples);
+      // To its end also where a card has lost it in between: what is cut off leaves its mark on what comes next.
+      sound->waitUntilDone(30s);
       for (const Line& line : lines_) {
         program().process().returnTo(start);
         ASSERT_TRUE(program().says("ReaderInstance[" + line.name + "]: input loss detected at confirmed ", 30s));
       }
-      if (sound->gaps() > 0) continue;
-      for (int channel = 0; channel < count; ++channel) compare(channel, start);
-      EXPECT_TRUE(program().quit());
-      return;
+      faults = sound->gaps() > 0 ? "the server left out cycles; " : "";
+      for (int channel = 0; channel < count && sound->gaps() == 0; ++channel) faults += faultsOf(channel, start);
+      if (faults.empty()) {
+        EXPECT_TRUE(program().quit());
+        return;
+      }
+      std::printf("attempt %d: %s\n", attempt + 1, faults.c_str());
+      program().waitUntilSilent();
     }
-    FAIL() << "the server left out cycles in every attempt";
+    FAIL() << "in every attempt, at last: " << faults;
   }
 
  private:
-  void compare(int channel, std::size_t start) {
+  /// On a machine that is too busy the server leaves out cycles, and not only such as the player sees: what is heard
+  /// then is not what was meant to be. What is wrong on our side is wrong in every attempt.
+  static constexpr int kAttempts = 8;
+
+  /// That libltc itself reads the line but for its ends.
+  static void expectReadable(const Line& line) {
+    const std::vector<std::string> read = decodeReference(line.sound.samples, line.sound.sampleRate);
+    ASSERT_GE(read.size() + 4, line.truth.timecodes.size()) << line.name;
+    EXPECT_LE(place(line.truth, read.front()), 2) << line.name;
+    EXPECT_GE(place(line.truth, read.back()), static_cast<int>(line.truth.timecodes.size()) - 4) << line.name;
+  }
+
+  /// What the program said of a channel and should not have; empty if nothing.
+  std::string faultsOf(int channel, std::size_t start) {
     const Line& line = lines_[static_cast<std::size_t>(channel)];
     const std::vector<std::string> expected = decodeReference(line.sound.samples, line.sound.sampleRate);
-    ASSERT_GE(expected.size() + 4, line.truth.timecodes.size()) << line.name;
-    EXPECT_LE(place(line.truth, expected.front()), 2) << line.name;
+    std::string faults;
 
     // The lines of the channels come in any order.
     program().process().returnTo(start);
-    ASSERT_TRUE(program().says("LTCReceiver: channel " + std::to_string(channel + 1) + " first decoded frame "));
-    EXPECT_EQ(timecodeIn(program().lastLine()), expected.front()) << line.name;
+    if (!program().says("LTCReceiver: channel " + std::to_string(channel + 1) + " first decoded frame "))
+      return line.name + ": nothing decoded; ";
+    if (const std::string first = timecodeIn(program().lastLine()); first != expected.front())
+      faults += line.name + ": the first frame is " + first + ", not " + expected.front() + "; ";
 
     program().process().returnTo(start);
-    ASSERT_TRUE(program().says("ReaderInstance[" + line.name + "]: input loss detected at confirmed "));
+    if (!program().says("ReaderInstance[" + line.name + "]: input loss detected at confirmed "))
+      return faults + line.name + ": no loss; ";
     const std::string& loss = program().lastLine();
     const std::string confirmed = loss.substr(loss.find("confirmed ") + std::string("confirmed ").size(), 11);
     // A card confirms the instant at which its last frame ended, which is the time of the frame that never came.
-    const int last = place(line.truth, expected.back());
-    ASSERT_GE(last, static_cast<int>(line.truth.timecodes.size()) - 4) << line.name;
-    EXPECT_EQ(place(line.truth, confirmed), last + 1) << line.name << ": " << loss;
+    if (place(line.truth, confirmed) != place(line.truth, expected.back()) + 1)
+      faults += line.name + ": confirmed " + confirmed + " behind " + expected.back() + "; ";
+    return faults;
   }
 
   static int place(const ReferenceSignal& truth, const std::string& timecode) {

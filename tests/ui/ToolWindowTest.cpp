@@ -2,6 +2,7 @@
 
 #include <QGuiApplication>
 #include <QQmlComponent>
+#include <QQmlProperty>
 #include <QScreen>
 #include <QtTest/QTest>
 
@@ -180,6 +181,25 @@ TEST_F(ToolWindows, NoneStandsOpenAfterTheStart) {
   emit rig.app->toolWindowDismissed("media-player");
   rig.runFor(20ms);
   EXPECT_EQ(shown(kMediaPlayer), nullptr);
+}
+
+TEST_F(ToolWindows, WhatQtDrawsInThemFollowsTheAppearance) {
+  open();
+  choose(kFileAnalyser);
+  const QQuickItem* typed = rig.find("typed", shown(kFileAnalyser)->contentItem());
+  ASSERT_NE(typed, nullptr);
+  const auto lightness = [&](const char* role) {
+    return QQmlProperty::read(typed, QString("palette.") + role).value<QColor>().lightnessF();
+  };
+  for (const AppearanceMode mode : {AppearanceMode::dark, AppearanceMode::light}) {
+    rig.store().setAppearanceOverride(mode);
+    for (const char* ground : {"window", "base", "button", "highlight"}) {
+      EXPECT_EQ(lightness(ground) < 0.5, mode == AppearanceMode::dark) << ground;
+    }
+    for (const char* letters : {"windowText", "text", "buttonText", "highlightedText"}) {
+      EXPECT_EQ(lightness(letters) > 0.5, mode == AppearanceMode::dark) << letters;
+    }
+  }
 }
 
 }  // namespace

@@ -34,6 +34,22 @@ Instantiator {
         flags: Qt.Window | Qt.CustomizeWindowHint | Qt.WindowTitleHint | Qt.WindowSystemMenuHint
                | Qt.WindowCloseButtonHint | (tool.isFixed ? 0 : Qt.WindowMaximizeButtonHint)
         color: Theme.window
+        // For Qt's own file dialog, where the desktop offers none.
+        palette {
+            window: Theme.window
+            windowText: Theme.text
+            base: Theme.field
+            text: Theme.text
+            placeholderText: Theme.secondaryText
+            button: Theme.panel
+            buttonText: Theme.text
+            light: Theme.panel
+            midlight: Theme.selectionFill
+            mid: Theme.hairline
+            dark: Theme.secondaryText
+            highlight: Theme.selectionFill
+            highlightedText: Theme.text
+        }
         visible: true
         onClosing: tool.windowManager.dismissWindow(tool.windowId)
 

@@ -27,6 +27,8 @@ void beginEvent(const std::shared_ptr<RepeatingState>& state) {
   state->queue->dispatch([state] {
     state->pending = false;
     if (!state->cancelled) state->task();
+    // What the task holds goes here, in the queue, and not with whichever thread lets go of the timer last.
+    if (state->cancelled) state->task = nullptr;
   });
 }
 
